@@ -1,0 +1,28 @@
+#pragma once
+#include "ozgi/cls_array.h"
+#include "ozgi/cls_sp.h"
+#include "ozgi/cls_string.h"
+
+namespace ozgi {
+
+class cls_file {
+public:
+    static bool file_exists(const cls_string& path);
+    /// The whole file as text; null when it cannot be read.
+    static cls_sp<cls_string> read_to_str(const cls_string& path);
+    /// Writes `text` to `path`, replacing it. Returns false on failure.
+    static bool write_str(const cls_string& path, const cls_string& text);
+    /// Creates a new empty file with a unique name in `dir` and returns its path
+    /// (`dir` joined with the name); empty when it cannot be created.
+    static cls_string create_temp_file(const cls_string& dir);
+    /// Removes a file (recursive true: also a directory with its contents).
+    static bool remove(const cls_string& path, bool recursive);
+    /// The entries of `dir` as openable paths (`dir` + "/" + name, or `dir` + name when
+    /// `dir` ends with "/"), without "." and "..", hidden entries included, in the
+    /// order the directory gives them. `pattern` (a shell wildcard; empty for all)
+    /// filters names; recursive lists sub-directories too; files_only/dirs_only filter types.
+    static cls_sp<cls_array<cls_string>> list_file(const cls_string& dir, const cls_string& pattern, bool recursive,
+                                                   bool files_only, bool dirs_only);
+};
+
+} // namespace ozgi

@@ -1,0 +1,57 @@
+#pragma once
+// Signed decimal fixed point: a 64-bit mantissa and a decimal scale (digits
+// after the point). Numeric test arguments are never floating point.
+#include "ozgi/cls_string.h"
+
+namespace ozgi {
+
+class cls_fixed_point {
+public:
+    /// Zero.
+    cls_fixed_point();
+    /// Parses decimal text such as "12.50", "-3" or ".5". Leading blanks and one
+    /// sign are accepted; parsing stops at the first character that cannot continue
+    /// the number ("1.2.3" is 1.2); text with no digits gives 0. The scale is the
+    /// number of digits written after the point.
+    cls_fixed_point(const cls_string& text);
+    cls_fixed_point(const char* text);
+    /// mantissa / 10^fractional_width.
+    cls_fixed_point(long long mantissa, unsigned fractional_width);
+
+    /// Adds; the result keeps the larger scale. Overflow is fatal.
+    cls_fixed_point& operator+=(const cls_fixed_point& other);
+    cls_fixed_point operator+(const cls_fixed_point& other) const;
+    cls_fixed_point operator-(const cls_fixed_point& other) const;
+    cls_fixed_point operator-() const;
+    bool operator<(const cls_fixed_point& other) const;
+    bool operator>(const cls_fixed_point& other) const;
+    bool operator<=(const cls_fixed_point& other) const;
+    bool operator>=(const cls_fixed_point& other) const;
+    bool operator==(const cls_fixed_point& other) const;
+    bool operator!=(const cls_fixed_point& other) const { return !(*this == other); }
+    bool operator<(long long value) const;
+
+    /// n >= 0: the value is kept and shown with exactly n decimals (rounding half
+    /// away from zero when digits are dropped). -1: no fixed width; the value is
+    /// shown with the decimals its arithmetic produced.
+    void set_fractional_width(int n);
+    int fractional_width() const { return m_width; }
+
+    /// "-" for negatives, no "+", a "0" before the point ("0.5", "-0.5", "250", "1.00").
+    cls_string to_string() const;
+
+    long long mantissa() const { return m_mantissa; }
+    unsigned scale() const { return m_scale; }
+
+private:
+    void rescale_to(unsigned scale);
+
+    long long m_mantissa;
+    unsigned m_scale;
+    int m_width;
+};
+
+/// value <= fixed point, comparing exactly.
+bool operator<=(long long value, const cls_fixed_point& fp);
+
+} // namespace ozgi

@@ -1,0 +1,19 @@
+#pragma once
+// Fatal reporting. Misuse and impossible states are never returned as codes:
+// they end the program with one line on standard error.
+
+namespace ozgi {
+
+class cls_log {
+public:
+    /// Writes "FATAL file:line: message" to standard error, the message formatted
+    /// printf-style, and ends the process with exit status 1. Never returns.
+    [[noreturn]] static void log_fatal(const char* file, int line, const char* format, ...)
+        __attribute__((format(printf, 3, 4)));
+    /// Writes "WARNING: message" to standard error and goes on.
+    static void log_warning(const char* format, ...) __attribute__((format(printf, 1, 2)));
+};
+
+} // namespace ozgi
+
+#define OZGI_FATAL(...) ::ozgi::cls_log::log_fatal(__FILE__, __LINE__, __VA_ARGS__)

@@ -1,0 +1,73 @@
+#pragma once
+// Tracked allocation. Every block carries a small header with the caller's
+// source position and how it was allocated, so that shared pointers can release
+// a block the way it was made and a leak report can name the line that made it.
+#include <cstddef>
+#include <new>
+#include <type_traits>
+
+namespace ozgi {
+
+class cls_mem_mgr {
+public:
+    /// How a block was allocated; decides how it is released.
+    enum mem_type_t { MEM_BUFFER = 0, MEM_OBJECT = 1, MEM_ARRAY = 2 };
+
+    /// Allocates `size` bytes tagged with the caller's position. Never returns null
+    /// (running out of memory is fatal).
+    static void* alloc_buf(size_t size, const char* file, const char* function, int line, int type = MEM_BUFFER);
+    /// Resizes a block made by alloc_buf (null allocates). The tags are replaced by the new ones.
+    static void* do_realloc(void* block, size_t size, const char* file, const char* function, int line);
+    /// Frees a block made by alloc_buf; null is ignored.
+    static void release_buf(void* block);
+    /// The type the block was allocated with (MEM_BUFFER, MEM_OBJECT or MEM_ARRAY).
+    static int mem_type(const void* block);
+    /// Element count stored with a MEM_ARRAY block.
+    static size_t array_count(const void* block);
+    /// Stores the element count of a MEM_ARRAY block.
+    static void set_array_count(void* block, size_t count);
+    /// Number of blocks alive now (counted only while OZGI_MEM_REPORT is set).
+    static long live_blocks();
+    /// Prints every live block with its tags to standard error. Runs at exit when
+    /// OZGI_MEM_REPORT is set.
+    static void report_live_blocks();
+};
+
+/// Destroys an object made with OZGI_NEW and frees its block.
+template <typename T>
+void ozgi_delete(T* p) {
+    if (!p) return;
+    void* start;
+    if constexpr (std::is_polymorphic<T>::value) {
+        start = dynamic_cast<void*>(p);
+    } else {
+        start = static_cast<void*>(p);
+    }
+    p->~T();
+    cls_mem_mgr::release_buf(start);
+}
+
+/// Makes an array of `count` default-constructed T with a leading element count.
+template <typename T>
+T* ozgi_new_array(size_t count, const char* file, const char* function, int line) {
+    T* p = static_cast<T*>(cls_mem_mgr::alloc_buf(sizeof(T) * (count ? count : 1), file, function, line, cls_mem_mgr::MEM_ARRAY));
+    cls_mem_mgr::set_array_count(p, count);
+    for (size_t i = 0; i < count; ++i) new (p + i) T();
+    return p;
+}
+
+/// Destroys the elements of an array made by ozgi_new_array, last first, and frees it.
+template <typename T>
+void ozgi_delete_array(T* p) {
+    if (!p) return;
+    size_t n = cls_mem_mgr::array_count(p);
+    while (n > 0) p[--n].~T();
+    cls_mem_mgr::release_buf(p);
+}
+
+} // namespace ozgi
+
+/// `OZGI_NEW(T)(args...)` constructs a T in a tracked single-object block.
+#define OZGI_NEW(T) new (::ozgi::cls_mem_mgr::alloc_buf(sizeof(T), __FILE__, __func__, __LINE__, ::ozgi::cls_mem_mgr::MEM_OBJECT)) T
+/// `OZGI_NEW_ARRAY(T, n)` makes n default-constructed T with a leading count.
+#define OZGI_NEW_ARRAY(T, n) ::ozgi::ozgi_new_array<T>((n), __FILE__, __func__, __LINE__)

@@ -1,0 +1,55 @@
+#pragma once
+// A child process with its standard output captured through a pipe. Standard
+// error is inherited. The child leads its own process group, so an interrupt
+// reaches a script and everything it started.
+#include "ozgi/cls_array.h"
+#include "ozgi/cls_sp.h"
+#include "ozgi/cls_string.h"
+
+namespace ozgi {
+
+class cls_process {
+public:
+    /// Starts argv[0] (searched on PATH when it has no "/") with the arguments, in
+    /// `work_dir` (empty: the program's own). A program that cannot be started
+    /// ends at once with status 127 and no output.
+    cls_process(const cls_array<cls_string>& argv, const cls_string& work_dir);
+    /// Leaves a running child running (no signal); it is still reaped later, so
+    /// no zombie outlives the next poll of the program's loop.
+    ~cls_process();
+    cls_process(const cls_process&) = delete;
+    cls_process& operator=(const cls_process&) = delete;
+
+    /// The output that arrived since the previous call; never blocks.
+    cls_sp<cls_string> read_to_str();
+    /// Whether the child has ended; never blocks.
+    bool is_ended();
+    /// Waits for the end and returns the exit status (128 + signal for a child
+    /// ended by a signal). Output that arrives meanwhile is kept for read_to_str.
+    int wait_for_exit();
+    /// Sends SIGINT to the child's process group.
+    void send_int_signal();
+    int pid() const { return m_pid; }
+
+    /// Runs a command line through /bin/sh -c and returns its standard output.
+    static cls_sp<cls_string> execute_cmd(const cls_string& command_line);
+    /// Runs argv to completion and returns its standard output.
+    static cls_sp<cls_string> execute_cmd(const cls_array<cls_string>& argv);
+    /// Runs argv to completion, fills the outputs that are not null, returns the exit status.
+    static int execute_cmd(const cls_array<cls_string>& argv, cls_string* out, cls_string* err);
+
+    /// Drains the pipes of all live children for up to `timeout_ms` (0: only what is
+    /// there now; -1: until some pipe has data) and reaps ended children whose
+    /// objects were destroyed. The event loop and cls_time::sleep_ms call it.
+    static void pump(int timeout_ms);
+    /// Read ends of all live children's pipes, for a loop that polls them itself.
+    /// Returns the number written to `fds` (at most `max`).
+    static int pipe_fds(int* fds, int max);
+
+private:
+    struct impl_t;
+    impl_t* m_impl;
+    int m_pid;
+};
+
+} // namespace ozgi

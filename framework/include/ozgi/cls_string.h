@@ -1,0 +1,106 @@
+#pragma once
+// An owned byte string holding UTF-8 text. The object is a pointer, a length and
+// a capacity, so it may be moved bytewise (cls_array relies on that).
+#include <cstddef>
+#include "ozgi/if_to_string.h"
+
+namespace ozgi {
+
+template <typename T> class cls_array;
+
+class cls_string {
+public:
+    /// Returned by the searches when the text is absent.
+    static constexpr int NOT_FOUND = -1;
+
+    cls_string();
+    cls_string(const char* text);
+    cls_string(const char* text, int length);
+    cls_string(const cls_string& other);
+    cls_string(char c, int count);
+    ~cls_string();
+
+    cls_string& operator=(const cls_string& other);
+    cls_string& operator=(const char* text);
+    cls_string operator+(const cls_string& other) const;
+    cls_string operator+(const char* text) const;
+    cls_string operator+(char c) const;
+    cls_string& operator+=(const cls_string& other);
+    cls_string& operator+=(const char* text);
+    cls_string& operator+=(char c);
+    /// Appends `length` bytes of `data`.
+    cls_string& append(const char* data, int length);
+    bool operator==(const cls_string& other) const;
+    bool operator==(const char* text) const;
+    bool operator!=(const cls_string& other) const { return !(*this == other); }
+    bool operator!=(const char* text) const { return !(*this == text); }
+    /// Byte-wise order (a shorter prefix sorts first).
+    bool operator<(const cls_string& other) const;
+
+    /// Empties the string (the buffer is kept).
+    void clear();
+    /// Makes room for `capacity` bytes plus the terminator.
+    void reserve(int capacity);
+
+    /// Replaces the contents with printf-style formatted text.
+    cls_string& print(const char* format, ...) __attribute__((format(printf, 2, 3)));
+    /// Replaces the contents with the decimal text of *value.
+    cls_string& to_str(const int* value);
+    /// Replaces the contents with the address, as "0x..." text.
+    cls_string& to_str(const void* value);
+    /// Replaces the contents with a copy of *value.
+    cls_string& to_str(const cls_string* value);
+    /// Replaces the contents with value->to_string().
+    cls_string& to_str(const if_to_string* value);
+
+    /// Decimal text to int: leading blanks and one sign are accepted; the first
+    /// character that is not a digit ends the number; no digits gives 0.
+    int to_int() const;
+
+    const char* c_str() const { return m_buf ? m_buf : ""; }
+    int length() const { return m_len; }
+    bool is_empty() const { return m_len == 0; }
+    bool is_not_empty() const { return m_len != 0; }
+    char operator[](int index) const { return m_buf[index]; }
+    /// Writable bytes (the string must not be empty).
+    char* data() { return m_buf; }
+
+    bool has(char c) const;
+    /// Index of the first `c` at or after `from`, or NOT_FOUND.
+    int find(char c, int from = 0) const;
+    /// Index of the first `text` at or after `from`, or NOT_FOUND.
+    int find(const char* text, int from = 0) const;
+    /// Index of the last occurrence of `text` that starts at or before `from`
+    /// (-1: anywhere, searching from the end). Absent text gives NOT_FOUND (-1).
+    int rfind(const char* text, int from = -1) const;
+
+    /// True when the string begins with `prefix`; then `rest` (if not null) gets
+    /// the text after it.
+    bool begin_with(const char* prefix, cls_string* rest = nullptr) const;
+    bool not_begin_with(const char* prefix) const { return !begin_with(prefix); }
+    bool end_with(const char* suffix) const;
+
+    /// `count` bytes from `from` (-1: to the end); out-of-range parts are cut off.
+    cls_string sub_str(int from, int count = -1) const;
+    /// Cuts the string in place to sub_str(from, count).
+    cls_string& to_sub_str(int from, int count = -1);
+    /// The index-th field between `separator`s (index 0 is the text before the
+    /// first separator). Returns false, leaving `out` empty, when there is no such field.
+    bool get_sub_str(int index, char separator, cls_string* out) const;
+    /// Removes any of `chars` from the left and/or right end, in place.
+    cls_string& trim_to_str(const char* chars, bool left, bool right);
+    /// Splits the text at "\n"; a "\r" before the "\n" is dropped, and a trailing
+    /// newline does not make an empty last line. Lines are appended to `lines`.
+    void split_to_lines(cls_array<cls_string>* lines) const;
+    /// The last component of a path ("a/b/c" gives "c"; "a/b/" gives "").
+    cls_string file_name() const;
+
+private:
+    char* m_buf;
+    int m_len;
+    int m_cap;
+};
+
+inline cls_string operator+(const char* a, const cls_string& b) { return cls_string(a) + b; }
+
+} // namespace ozgi

@@ -1,0 +1,12 @@
+#pragma once
+
+namespace ozgi {
+
+class if_main {
+public:
+    /// Sets the framework up, calls `main` as the program's main function, releases
+    /// the registered singletons and returns main's result unchanged.
+    static int main_func(int (*main)());
+};
+
+} // namespace ozgi

@@ -1,0 +1,158 @@
+#include "ozgi/cls_fixed_point.h"
+
+#include "ozgi/cls_log.h"
+
+namespace ozgi {
+namespace {
+
+constexpr unsigned MAX_SCALE = 18;
+
+long long checked_mul10(long long v, unsigned times) {
+    for (unsigned i = 0; i < times; ++i) {
+        long long r;
+        if (__builtin_mul_overflow(v, 10LL, &r)) OZGI_FATAL("Fixed point overflow: the value does not fit 64 bits.");
+        v = r;
+    }
+    return v;
+}
+
+long long checked_add(long long a, long long b) {
+    long long r;
+    if (__builtin_add_overflow(a, b, &r)) OZGI_FATAL("Fixed point overflow: the value does not fit 64 bits.");
+    return r;
+}
+
+void parse(const char* s, int len, long long* mantissa, unsigned* scale) {
+    *mantissa = 0;
+    *scale = 0;
+    int i = 0;
+    while (i < len && (s[i] == ' ' || s[i] == '\t')) ++i;
+    bool negative = false;
+    if (i < len && (s[i] == '-' || s[i] == '+')) {
+        negative = s[i] == '-';
+        ++i;
+    }
+    bool point = false;
+    bool digits = false;
+    long long m = 0;
+    unsigned sc = 0;
+    for (; i < len; ++i) {
+        char c = s[i];
+        if (c >= '0' && c <= '9') {
+            // Digits beyond what 64 bits and the scale limit can hold are dropped.
+            if (point && sc >= MAX_SCALE) continue;
+            long long r;
+            if (__builtin_mul_overflow(m, 10LL, &r) || __builtin_add_overflow(r, c - '0', &r))
+                OZGI_FATAL("Fixed point overflow: \"%.*s\" does not fit 64 bits.", len, s);
+            m = r;
+            digits = true;
+            if (point) ++sc;
+        } else if (c == '.' && !point) {
+            point = true;
+        } else {
+            break;
+        }
+    }
+    if (!digits) return;
+    *mantissa = negative ? -m : m;
+    *scale = sc;
+}
+
+} // namespace
+
+cls_fixed_point::cls_fixed_point() : m_mantissa(0), m_scale(0), m_width(-1) {}
+
+cls_fixed_point::cls_fixed_point(const cls_string& text) : m_mantissa(0), m_scale(0), m_width(-1) {
+    parse(text.c_str(), text.length(), &m_mantissa, &m_scale);
+}
+
+cls_fixed_point::cls_fixed_point(const char* text) : cls_fixed_point(cls_string(text)) {}
+
+cls_fixed_point::cls_fixed_point(long long mantissa, unsigned fractional_width)
+    : m_mantissa(mantissa), m_scale(fractional_width > MAX_SCALE ? MAX_SCALE : fractional_width), m_width(-1) {}
+
+void cls_fixed_point::rescale_to(unsigned scale) {
+    if (scale > m_scale) {
+        m_mantissa = checked_mul10(m_mantissa, scale - m_scale);
+    } else if (scale < m_scale) {
+        long long div = 1;
+        for (unsigned i = 0; i < m_scale - scale; ++i) div *= 10;
+        long long q = m_mantissa / div;
+        long long r = m_mantissa % div;
+        // Half away from zero: compare twice the remainder with the divisor.
+        if (r < 0 ? -r >= div - (-r) : r >= div - r) q += m_mantissa < 0 ? -1 : 1;
+        m_mantissa = q;
+    }
+    m_scale = scale;
+}
+
+cls_fixed_point& cls_fixed_point::operator+=(const cls_fixed_point& other) {
+    cls_fixed_point b = other;
+    unsigned scale = m_scale > b.m_scale ? m_scale : b.m_scale;
+    rescale_to(scale);
+    b.rescale_to(scale);
+    m_mantissa = checked_add(m_mantissa, b.m_mantissa);
+    return *this;
+}
+
+cls_fixed_point cls_fixed_point::operator+(const cls_fixed_point& other) const {
+    cls_fixed_point r = *this;
+    r += other;
+    return r;
+}
+
+cls_fixed_point cls_fixed_point::operator-() const {
+    if (m_mantissa == (-9223372036854775807LL - 1)) OZGI_FATAL("Fixed point overflow: the value does not fit 64 bits.");
+    cls_fixed_point r = *this;
+    r.m_mantissa = -m_mantissa;
+    return r;
+}
+
+cls_fixed_point cls_fixed_point::operator-(const cls_fixed_point& other) const { return *this + (-other); }
+
+namespace {
+// Compares exactly by bringing both to the larger scale in 128 bits.
+int compare(long long am, unsigned as, long long bm, unsigned bs) {
+    __int128 a = am, b = bm;
+    for (unsigned i = as; i < bs; ++i) a *= 10;
+    for (unsigned i = bs; i < as; ++i) b *= 10;
+    return a < b ? -1 : (a > b ? 1 : 0);
+}
+} // namespace
+
+bool cls_fixed_point::operator<(const cls_fixed_point& o) const { return compare(m_mantissa, m_scale, o.m_mantissa, o.m_scale) < 0; }
+bool cls_fixed_point::operator>(const cls_fixed_point& o) const { return compare(m_mantissa, m_scale, o.m_mantissa, o.m_scale) > 0; }
+bool cls_fixed_point::operator<=(const cls_fixed_point& o) const { return compare(m_mantissa, m_scale, o.m_mantissa, o.m_scale) <= 0; }
+bool cls_fixed_point::operator>=(const cls_fixed_point& o) const { return compare(m_mantissa, m_scale, o.m_mantissa, o.m_scale) >= 0; }
+bool cls_fixed_point::operator==(const cls_fixed_point& o) const { return compare(m_mantissa, m_scale, o.m_mantissa, o.m_scale) == 0; }
+bool cls_fixed_point::operator<(long long value) const { return compare(m_mantissa, m_scale, value, 0) < 0; }
+
+bool operator<=(long long value, const cls_fixed_point& fp) {
+    return !(fp < value);
+}
+
+void cls_fixed_point::set_fractional_width(int n) {
+    m_width = n < 0 ? -1 : (n > static_cast<int>(MAX_SCALE) ? static_cast<int>(MAX_SCALE) : n);
+    if (m_width >= 0) rescale_to(static_cast<unsigned>(m_width));
+}
+
+cls_string cls_fixed_point::to_string() const {
+    unsigned long long mag = m_mantissa < 0 ? 0ULL - static_cast<unsigned long long>(m_mantissa)
+                                            : static_cast<unsigned long long>(m_mantissa);
+    char digits[32];
+    int n = 0;
+    do {
+        digits[n++] = static_cast<char>('0' + mag % 10);
+        mag /= 10;
+    } while (mag);
+    while (n <= static_cast<int>(m_scale)) digits[n++] = '0';  // a "0" before the point
+    cls_string out;
+    if (m_mantissa < 0) out += '-';
+    for (int i = n - 1; i >= 0; --i) {
+        out += digits[i];
+        if (i == static_cast<int>(m_scale) && m_scale > 0) out += '.';
+    }
+    return out;
+}
+
+} // namespace ozgi

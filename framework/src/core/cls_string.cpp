@@ -1,0 +1,266 @@
+#include "ozgi/cls_string.h"
+
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "ozgi/cls_array.h"
+#include "ozgi/cls_log.h"
+
+namespace ozgi {
+
+cls_string::cls_string() : m_buf(nullptr), m_len(0), m_cap(0) {}
+
+cls_string::cls_string(const char* text) : m_buf(nullptr), m_len(0), m_cap(0) {
+    if (text) append(text, static_cast<int>(std::strlen(text)));
+}
+
+cls_string::cls_string(const char* text, int length) : m_buf(nullptr), m_len(0), m_cap(0) { append(text, length); }
+
+cls_string::cls_string(const cls_string& other) : m_buf(nullptr), m_len(0), m_cap(0) { append(other.m_buf, other.m_len); }
+
+cls_string::cls_string(char c, int count) : m_buf(nullptr), m_len(0), m_cap(0) {
+    if (count <= 0) return;
+    reserve(count);
+    std::memset(m_buf, c, count);
+    m_len = count;
+    m_buf[m_len] = '\0';
+}
+
+cls_string::~cls_string() { std::free(m_buf); }
+
+void cls_string::reserve(int capacity) {
+    if (capacity <= m_cap) return;
+    int cap = m_cap < 15 ? 15 : m_cap;
+    while (cap < capacity) {
+        // Doubling keeps appends amortised O(1) even for very long outputs.
+        if (cap > (1 << 30)) { cap = capacity; break; }
+        cap = cap * 2 + 1;
+    }
+    char* buf = static_cast<char*>(std::realloc(m_buf, static_cast<size_t>(cap) + 1));
+    if (!buf) OZGI_FATAL("Out of memory growing a string to %d bytes.", cap);
+    m_buf = buf;
+    m_cap = cap;
+}
+
+cls_string& cls_string::append(const char* data, int length) {
+    if (length <= 0 || data == nullptr) return *this;
+    if (m_len + length > m_cap) {
+        // `data` may point into this string: keep its offset across the realloc.
+        bool inside = m_buf && data >= m_buf && data < m_buf + m_len;
+        long offset = inside ? data - m_buf : 0;
+        reserve(m_len + length);
+        if (inside) data = m_buf + offset;
+    }
+    std::memmove(m_buf + m_len, data, length);
+    m_len += length;
+    m_buf[m_len] = '\0';
+    return *this;
+}
+
+cls_string& cls_string::operator=(const cls_string& other) {
+    if (this == &other) return *this;
+    m_len = 0;
+    if (m_buf) m_buf[0] = '\0';
+    return append(other.m_buf, other.m_len);
+}
+
+cls_string& cls_string::operator=(const char* text) {
+    cls_string copy(text);  // `text` may point into this string
+    return *this = copy;
+}
+
+cls_string cls_string::operator+(const cls_string& other) const {
+    cls_string r;
+    r.reserve(m_len + other.m_len);
+    r.append(m_buf, m_len);
+    r.append(other.m_buf, other.m_len);
+    return r;
+}
+
+cls_string cls_string::operator+(const char* text) const {
+    cls_string r(*this);
+    r += text;
+    return r;
+}
+
+cls_string cls_string::operator+(char c) const {
+    cls_string r(*this);
+    r += c;
+    return r;
+}
+
+cls_string& cls_string::operator+=(const cls_string& other) { return append(other.m_buf, other.m_len); }
+
+cls_string& cls_string::operator+=(const char* text) {
+    return text ? append(text, static_cast<int>(std::strlen(text))) : *this;
+}
+
+cls_string& cls_string::operator+=(char c) { return append(&c, 1); }
+
+bool cls_string::operator==(const cls_string& other) const {
+    return m_len == other.m_len && (m_len == 0 || std::memcmp(m_buf, other.m_buf, m_len) == 0);
+}
+
+bool cls_string::operator==(const char* text) const {
+    if (!text) return m_len == 0;
+    size_t n = std::strlen(text);
+    return n == static_cast<size_t>(m_len) && (m_len == 0 || std::memcmp(m_buf, text, n) == 0);
+}
+
+bool cls_string::operator<(const cls_string& other) const {
+    int n = m_len < other.m_len ? m_len : other.m_len;
+    int c = n ? std::memcmp(m_buf, other.m_buf, n) : 0;
+    if (c != 0) return c < 0;
+    return m_len < other.m_len;
+}
+
+void cls_string::clear() {
+    m_len = 0;
+    if (m_buf) m_buf[0] = '\0';
+}
+
+cls_string& cls_string::print(const char* format, ...) {
+    va_list ap;
+    va_start(ap, format);
+    va_list copy;
+    va_copy(copy, ap);
+    int n = std::vsnprintf(nullptr, 0, format, copy);
+    va_end(copy);
+    clear();
+    if (n > 0) {
+        reserve(n);
+        std::vsnprintf(m_buf, static_cast<size_t>(n) + 1, format, ap);
+        m_len = n;
+    }
+    va_end(ap);
+    return *this;
+}
+
+cls_string& cls_string::to_str(const int* value) { return print("%d", *value); }
+
+cls_string& cls_string::to_str(const void* value) { return print("%p", value); }
+
+cls_string& cls_string::to_str(const cls_string* value) { return *this = *value; }
+
+cls_string& cls_string::to_str(const if_to_string* value) {
+    cls_sp<cls_string> s = value->to_string();
+    if (s.is_null()) clear();
+    else *this = *s;
+    return *this;
+}
+
+int cls_string::to_int() const {
+    int i = 0;
+    while (i < m_len && (m_buf[i] == ' ' || m_buf[i] == '\t')) ++i;
+    bool negative = false;
+    if (i < m_len && (m_buf[i] == '-' || m_buf[i] == '+')) {
+        negative = m_buf[i] == '-';
+        ++i;
+    }
+    long long v = 0;
+    while (i < m_len && m_buf[i] >= '0' && m_buf[i] <= '9') {
+        v = v * 10 + (m_buf[i] - '0');
+        if (v > 2147483648LL) v = 2147483648LL;  // saturate instead of wrapping
+        ++i;
+    }
+    if (negative) v = -v;
+    if (v > 2147483647LL) v = 2147483647LL;
+    return static_cast<int>(v);
+}
+
+bool cls_string::has(char c) const { return find(c) != NOT_FOUND; }
+
+int cls_string::find(char c, int from) const {
+    if (from < 0) from = 0;
+    for (int i = from; i < m_len; ++i)
+        if (m_buf[i] == c) return i;
+    return NOT_FOUND;
+}
+
+int cls_string::find(const char* text, int from) const {
+    int n = static_cast<int>(std::strlen(text));
+    if (from < 0) from = 0;
+    for (int i = from; i + n <= m_len; ++i)
+        if (std::memcmp(m_buf + i, text, n) == 0) return i;
+    return NOT_FOUND;
+}
+
+int cls_string::rfind(const char* text, int from) const {
+    int n = static_cast<int>(std::strlen(text));
+    int start = m_len - n;
+    if (from >= 0 && from < start) start = from;
+    for (int i = start; i >= 0; --i)
+        if (std::memcmp(m_buf + i, text, n) == 0) return i;
+    return NOT_FOUND;
+}
+
+bool cls_string::begin_with(const char* prefix, cls_string* rest) const {
+    int n = static_cast<int>(std::strlen(prefix));
+    if (n > m_len || (n && std::memcmp(m_buf, prefix, n) != 0)) return false;
+    if (rest) *rest = cls_string(m_buf + n, m_len - n);
+    return true;
+}
+
+bool cls_string::end_with(const char* suffix) const {
+    int n = static_cast<int>(std::strlen(suffix));
+    return n <= m_len && (n == 0 || std::memcmp(m_buf + m_len - n, suffix, n) == 0);
+}
+
+cls_string cls_string::sub_str(int from, int count) const {
+    if (from < 0) from = 0;
+    if (from >= m_len) return cls_string();
+    if (count < 0 || from + count > m_len) count = m_len - from;
+    return cls_string(m_buf + from, count);
+}
+
+cls_string& cls_string::to_sub_str(int from, int count) {
+    cls_string s = sub_str(from, count);
+    return *this = s;
+}
+
+bool cls_string::get_sub_str(int index, char separator, cls_string* out) const {
+    out->clear();
+    if (index < 0) return false;
+    int start = 0;
+    for (int field = 0; field < index; ++field) {
+        int sep = find(separator, start);
+        if (sep == NOT_FOUND) return false;
+        start = sep + 1;
+    }
+    int end = find(separator, start);
+    if (end == NOT_FOUND) end = m_len;
+    *out = cls_string(m_buf + start, end - start);
+    return true;
+}
+
+cls_string& cls_string::trim_to_str(const char* chars, bool left, bool right) {
+    int b = 0, e = m_len;
+    if (left)
+        while (b < e && m_buf[b] && std::strchr(chars, m_buf[b])) ++b;
+    if (right)
+        while (e > b && m_buf[e - 1] && std::strchr(chars, m_buf[e - 1])) --e;
+    if (b == 0 && e == m_len) return *this;
+    return to_sub_str(b, e - b);
+}
+
+void cls_string::split_to_lines(cls_array<cls_string>* lines) const {
+    int start = 0;
+    while (start < m_len) {
+        int nl = find('\n', start);
+        int end = nl == NOT_FOUND ? m_len : nl;
+        int line_end = end;
+        if (line_end > start && m_buf[line_end - 1] == '\r') --line_end;
+        lines->append(cls_string(m_buf + start, line_end - start));
+        if (nl == NOT_FOUND) break;
+        start = nl + 1;
+    }
+}
+
+cls_string cls_string::file_name() const {
+    int slash = rfind("/");
+    return slash == NOT_FOUND ? *this : sub_str(slash + 1);
+}
+
+} // namespace ozgi

@@ -1,0 +1,21 @@
+#include "ozgi/if_main.h"
+
+#include <cstdio>
+
+#include "ozgi/cls_app_data.h"
+#include "ozgi/cls_input_args.h"
+#include "ozgi/cls_singleton_mgr.h"
+
+namespace ozgi {
+
+int if_main::main_func(int (*main)()) {
+    // Read the command line and the initial language before the program runs.
+    cls_input_args::ins();
+    cls_app_data::ins();
+    int result = main();
+    std::fflush(stdout);
+    cls_singleton_mgr::release_all();
+    return result;
+}
+
+} // namespace ozgi
