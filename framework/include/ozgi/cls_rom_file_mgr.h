@@ -1,6 +1,7 @@
 #pragma once
 // A read-only store of files compiled into the program. Layouts, dictionaries
 // and pictures are looked up here by a path-like name before the file system.
+#include "ozgi/cls_array.h"
 #include "ozgi/cls_dict.h"
 #include "ozgi/cls_string.h"
 
