@@ -1,0 +1,40 @@
+#pragma once
+// A decoded picture: width x height pixels as 0xAARRGGBB with straight alpha,
+// rows top to bottom. Pictures without an alpha channel hold alpha 255 everywhere.
+#include <cstdint>
+#include "ozgi/cls_array.h"
+#include "ozgi/cls_sp.h"
+#include "ozgi/cls_string.h"
+
+namespace ozgi {
+
+class cls_picture {
+public:
+    /// A picture of the given size, every pixel 0 (transparent black).
+    cls_picture(int width, int height, bool has_alpha);
+
+    int width() const { return m_width; }
+    int height() const { return m_height; }
+    /// True when the picture came with an alpha channel (a 32-bit BMP).
+    bool has_alpha() const { return m_has_alpha; }
+    /// The pixels, `width()` per row, rows top to bottom.
+    const uint32_t* pixels() const { return m_pixels.begin(); }
+    uint32_t* pixels() { return m_pixels.begin(); }
+    /// The pixel at (x, y); the position must lie inside the picture.
+    uint32_t pixel(int x, int y) const { return m_pixels[y * m_width + x]; }
+
+    /// Decodes a Windows BMP file image: uncompressed (BI_RGB) 24 or 32 bits per
+    /// pixel, rows bottom-up (or top-down when the height is negative). In 32-bit
+    /// pictures the fourth byte of a pixel is alpha. On malformed or truncated input
+    /// returns null and puts a one-line reason into *error (when not null); never
+    /// reads outside the `size` bytes at `data`.
+    static cls_sp<cls_picture> decode_bmp(const void* data, long long size, cls_string* error);
+
+private:
+    int m_width;
+    int m_height;
+    bool m_has_alpha;
+    cls_array<uint32_t> m_pixels;
+};
+
+} // namespace ozgi

@@ -1,0 +1,98 @@
+#pragma once
+// The text of one label and its lines. The layout keeps an index of where every
+// line starts, so drawing touches only the lines inside the box (a label holding a
+// million lines draws as fast as one holding a hundred) and appending text scans
+// only the new text (and the last line, when wrapping), never what was there.
+//
+// Newlines end lines only in multi-line mode. Invalid UTF-8 and control characters
+// (and newlines outside multi-line mode) are drawn as a replacement mark; a tab
+// advances by four spaces and a carriage return before a newline is dropped.
+#include <cstdint>
+#include "ozgi/cls_array.h"
+#include "ozgi/cls_color.h"
+#include "ozgi/cls_rect.h"
+#include "ozgi/cls_string.h"
+
+namespace ozgi {
+
+class cls_canvas;
+
+class cls_text_layout {
+public:
+    /// Alignment of the text block inside its box, horizontal and vertical.
+    enum align_t { ALIGN_LEFT = 0, ALIGN_TOP = 0, ALIGN_MIDDLE = 1, ALIGN_RIGHT = 2, ALIGN_BOTTOM = 2 };
+
+    /// An empty single-line text at 16 pixels, no wrap.
+    cls_text_layout();
+
+    /// Replaces the text and rebuilds the line index.
+    void set_text(const cls_string& text);
+    /// Adds `text` at the end; only the new text (and, when wrapping, the last
+    /// line) is scanned.
+    void append_text(const cls_string& text);
+    /// The whole text as set and appended.
+    const cls_string& text() const { return m_text; }
+
+    /// Font size in pixels (the `text_size` attribute). Changing it re-measures the text.
+    void set_pixel_size(int px_size);
+    int pixel_size() const { return m_px_size; }
+    /// Whether newlines start new lines.
+    void set_multi_line(bool multi_line);
+    bool multi_line() const { return m_multi_line; }
+    /// Whether lines longer than the width are broken: at spaces between words, and
+    /// anywhere inside runs of CJK characters. A word longer than the width is broken
+    /// wherever it must.
+    void set_wrap(bool wrap);
+    bool wrap() const { return m_wrap; }
+    /// The width in pixels used for wrapping (the label's width).
+    void set_width(int width);
+    int width() const { return m_width; }
+
+    /// Width in pixels of the widest line.
+    int content_width() const { return m_content_width; }
+    /// Height in pixels of all lines together (one line height for an empty text).
+    int content_height() const;
+    /// Number of lines as drawn (after wrapping); an empty text has one line.
+    int line_count() const { return m_line_starts.count(); }
+    /// Height in pixels of one line.
+    int line_height() const;
+    /// The largest useful scroll_y for a box `box_height` pixels high: how far the
+    /// text reaches beyond the box (0 when it fits).
+    int max_scroll_y(int box_height) const;
+    /// Byte offset in text() where line `index` (0 <= index < line_count()) starts.
+    int line_start(int index) const { return m_line_starts[index]; }
+
+    /// Draws the lines that fall inside `box` (cut also by the canvas clip), aligned
+    /// horizontally by `h_align` and vertically by `v_align` (align_t values).
+    ///
+    /// `scroll_y` is how many pixels the text is scrolled away from its resting
+    /// position, clamped to 0..max_scroll_y(box.h). A text that fits the box ignores
+    /// it. A text taller than the box rests with its first line at the top when
+    /// top- or middle-aligned, and positive scroll_y moves the view down towards the
+    /// end of the text; it rests with its last line at the bottom when
+    /// bottom-aligned (scroll_y 0 shows the newest lines), and positive scroll_y
+    /// moves the view up towards the start of the text.
+    void draw(cls_canvas* canvas, const cls_rect& box, int h_align, int v_align, const cls_color& color,
+              int scroll_y) const;
+
+private:
+    void rebuild();
+    void index_from(int line_index);
+    int measure(int from, int to) const;
+
+    cls_string m_text;
+    int m_px_size;
+    bool m_multi_line;
+    bool m_wrap;
+    int m_width;
+    int m_content_width;
+    /// Byte offset where each drawn line starts.
+    cls_array<int> m_line_starts;
+    /// Pixel width of each drawn line but the last, which is kept in m_last_width.
+    cls_array<int> m_line_widths;
+    int m_last_width;
+    /// Where the scan of the last line stopped (an unfinished UTF-8 sequence stays unscanned).
+    int m_scanned_to;
+};
+
+} // namespace ozgi
