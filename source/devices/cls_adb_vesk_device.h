@@ -1,0 +1,59 @@
+#pragma once
+// The device on an Android target reached through the adb command-line tool,
+// run by its bare name from the search path. Every action on the target is one
+// adb invocation; a test's exit status comes back as an "exit_code=" marker that
+// the remote command line echoes after the test.
+#include "devices/if_vesk_device.h"
+#include "ozgi/cls_process.h"
+
+class cls_adb_vesk_device : public if_vesk_device {
+public:
+    /// A device with no serial id, no menu root and no running test.
+    cls_adb_vesk_device();
+    /// Destroys the strings only; a running adb process is left alone.
+    ~cls_adb_vesk_device() override;
+    cls_adb_vesk_device(const cls_adb_vesk_device&) = delete;
+    cls_adb_vesk_device& operator=(const cls_adb_vesk_device&) = delete;
+
+    /// The ids "adb devices" lists, whatever their state.
+    ozgi::cls_sp<ozgi::cls_array<ozgi::cls_string>> list_serial_ids() override;
+    /// Stores the id (empty: no "-s") and probes whether the target's ls takes "-1".
+    void set_serial_id(const ozgi::cls_string& serial_id) override;
+    /// Scans `root_dir` (empty: "/dfs/vesk/") on the target, merging its "dict.xml".
+    void build_menu_tree(const ozgi::cls_string& root_dir, menu_tree_t* tree) override;
+    /// Starts the test on the target in its own directory.
+    void exec_test(const ozgi::cls_string& rel_dir, const ozgi::cls_array<ozgi::cls_string>& cmd) override;
+    /// The output since the previous call, without the marker once the end was seen
+    /// in this call; fatal before any test.
+    ozgi::cls_sp<ozgi::cls_string> read_output() override;
+    /// True once, when the test has ended, with the status taken from the marker;
+    /// fatal before any test.
+    bool is_ended(int* exit_code) override;
+    /// A test on the target cannot be interrupted: always fatal.
+    void stop() override;
+
+    /// Sorts the entries of `dir` on the target into sub-directories and executables.
+    void list_dir(const ozgi::cls_string& dir, ozgi::cls_array<ozgi::cls_string>* dirs,
+                  ozgi::cls_array<ozgi::cls_string>* execs);
+    /// Adds the sub-menus, then the tests, of `dir` under `parent`; returns whether a test lies below.
+    bool scan_dir(menu_tree_t* tree, menu_tree_node_t* parent, const ozgi::cls_string& dir);
+    /// Copies a file from the target; true when adb reports success.
+    bool pull_file(const ozgi::cls_string& remote_path, const ozgi::cls_string& local_path);
+    /// A file's text from the target through a temporary file in "./"; null when the pull failed.
+    ozgi::cls_sp<ozgi::cls_string> read_remote_file(const ozgi::cls_string& remote_path);
+    /// Starts "cd ROOT/DIR ; [ROOT/]WORDS ; echo exit_code=$?" on the target.
+    void adb_exec(const ozgi::cls_string& dir, const ozgi::cls_array<ozgi::cls_string>& words, bool prefix_root);
+
+private:
+    /// "adb", then "-s" and the serial id when one is set.
+    void adb_prefix(ozgi::cls_array<ozgi::cls_string>* argv) const;
+    /// Takes the exit status from the last marker in `chunk` and cuts the chunk before it.
+    void take_exit_code(ozgi::cls_string* chunk);
+
+    ozgi::cls_string m_root_dir;
+    ozgi::cls_string m_serial_id;
+    ozgi::cls_process* m_process;
+    bool m_exit_code_got;
+    int m_exit_code;
+    bool m_ls_one_supported;
+};

@@ -1,0 +1,105 @@
+#include "devices/cls_local_vesk_device.h"
+
+#include "ozgi/cls_file.h"
+#include "ozgi/cls_log.h"
+#include "ozgi/cls_mem_mgr.h"
+#include "ozgi/cls_ui_text_dict.h"
+#include "ozgi/if_file_sys.h"
+
+using ozgi::cls_array;
+using ozgi::cls_sp;
+using ozgi::cls_string;
+
+cls_local_vesk_device::cls_local_vesk_device() : m_root_dir(), m_process(nullptr) {}
+
+cls_local_vesk_device::~cls_local_vesk_device() {
+    if (m_process) {
+        ozgi::ozgi_delete(m_process);
+        m_process = nullptr;
+    }
+}
+
+cls_sp<cls_array<cls_string>> cls_local_vesk_device::list_serial_ids() {
+    cls_array<cls_string>* ids = OZGI_NEW(cls_array<cls_string>)();
+    ids->append("LOCAL_DEVICE");
+    return cls_sp<cls_array<cls_string>>(ids);
+}
+
+void cls_local_vesk_device::set_serial_id(const cls_string& serial_id) {
+    if (serial_id != "LOCAL_DEVICE") {
+        OZGI_FATAL("Serial ID is %s, not LOCAL_DEVICE.", serial_id.c_str());
+    }
+}
+
+void cls_local_vesk_device::build_menu_tree(const cls_string& root_dir, menu_tree_t* tree) {
+    m_root_dir = root_dir.is_empty() ? cls_string("./") : root_dir;
+
+    // The dictionary is handed over by path; a menu without one is normal.
+    cls_string dict_path = m_root_dir + "/dict.xml";
+    if (ozgi::cls_file::file_exists(dict_path)) ozgi::cls_ui_text_dict::ins()->add_dict(dict_path);
+
+    // "Diagnostic" is in the program's own dictionary, so the root title follows the language.
+    tree->set_root_data(menu_node_t("Diagnostic", false));
+    scan_dir(tree, tree->root(), m_root_dir);
+}
+
+bool cls_local_vesk_device::scan_dir(menu_tree_t* tree, menu_tree_node_t* parent, const cls_string& dir) {
+    cls_sp<cls_array<cls_string>> entries = ozgi::cls_file::list_file(dir, "", false, false, false);
+    bool found = false;
+    if (entries.is_null()) return found;
+    for (int i = 0; i < entries->count(); ++i) {
+        const cls_string& entry = (*entries)[i];
+        ozgi::if_file_sys::info_t info;
+        info.clear();
+        ozgi::if_file_sys::info(entry, &info);
+        // Directories carry the execute permission too, so they are tested first.
+        if (info.is_dir) {
+            menu_tree_node_t* node = tree->add_last_child(parent, menu_node_t(entry.file_name(), false));
+            if (scan_dir(tree, node, entry)) {
+                found = true;
+            } else {
+                // A sub-menu must lead to at least one test.
+                tree->remove_sub_tree(node);
+            }
+        } else if (info.is_exec) {
+            tree->add_last_child(parent, menu_node_t(entry.file_name(), true));
+            found = true;
+        }
+    }
+    return found;
+}
+
+void cls_local_vesk_device::exec_test(const cls_string& rel_dir, const cls_array<cls_string>& cmd) {
+    // An earlier test that was never reaped is dropped, neither signalled nor waited for.
+    if (m_process) {
+        ozgi::ozgi_delete(m_process);
+        m_process = nullptr;
+    }
+    // Paths are joined as they come; the doubled separators of the default root
+    // ("./" + "/") are harmless to the kernel.
+    cls_array<cls_string> argv;
+    argv.append(m_root_dir + '/' + cmd[0]);
+    for (int i = 1; i < cmd.count(); ++i) argv.append(cmd[i]);
+    cls_string work_dir = m_root_dir + "/" + rel_dir;
+    m_process = OZGI_NEW(ozgi::cls_process)(argv, work_dir);
+}
+
+cls_sp<cls_string> cls_local_vesk_device::read_output() {
+    if (m_process == nullptr) OZGI_FATAL("Can't read stdout, test is not started yet.");
+    return m_process->read_to_str();
+}
+
+bool cls_local_vesk_device::is_ended(int* exit_code) {
+    if (m_process == nullptr) OZGI_FATAL("Can't get if exec is ended, test is not started yet.");
+    if (!m_process->is_ended()) return false;
+    *exit_code = m_process->wait_for_exit();
+    ozgi::ozgi_delete(m_process);
+    m_process = nullptr;
+    return true;
+}
+
+void cls_local_vesk_device::stop() {
+    if (m_process == nullptr) OZGI_FATAL("Can't stop exec, test is not started yet.");
+    // The process object stays; the next is_ended that sees the end reaps it.
+    m_process->send_int_signal();
+}

@@ -1,0 +1,37 @@
+#pragma once
+// The device on the machine the program runs on: the menu root is a local
+// directory and a test is a local child process whose output is collected.
+#include "devices/if_vesk_device.h"
+#include "ozgi/cls_process.h"
+
+class cls_local_vesk_device : public if_vesk_device {
+public:
+    /// A device with no menu root and no running test.
+    cls_local_vesk_device();
+    /// Deletes an unreaped test's process object (no signal, no wait).
+    ~cls_local_vesk_device() override;
+    cls_local_vesk_device(const cls_local_vesk_device&) = delete;
+    cls_local_vesk_device& operator=(const cls_local_vesk_device&) = delete;
+
+    /// The one id this device offers, "LOCAL_DEVICE".
+    ozgi::cls_sp<ozgi::cls_array<ozgi::cls_string>> list_serial_ids() override;
+    /// Accepts only "LOCAL_DEVICE"; anything else is fatal.
+    void set_serial_id(const ozgi::cls_string& serial_id) override;
+    /// Scans `root_dir` (empty: "./"), merging its "dict.xml" into the text dictionary.
+    void build_menu_tree(const ozgi::cls_string& root_dir, menu_tree_t* tree) override;
+    /// Starts root + "/" + cmd[0] with the other words in root + "/" + rel_dir.
+    void exec_test(const ozgi::cls_string& rel_dir, const ozgi::cls_array<ozgi::cls_string>& cmd) override;
+    /// The test's output since the previous call; fatal before any test.
+    ozgi::cls_sp<ozgi::cls_string> read_output() override;
+    /// True once, when the test has ended, with its exit status; fatal before any test.
+    bool is_ended(int* exit_code) override;
+    /// Sends the interrupt signal to the test; fatal before any test.
+    void stop() override;
+
+private:
+    /// Adds the sub-menus and tests of `dir` under `parent`; returns whether a test lies below.
+    bool scan_dir(menu_tree_t* tree, menu_tree_node_t* parent, const ozgi::cls_string& dir);
+
+    ozgi::cls_string m_root_dir;
+    ozgi::cls_process* m_process;
+};

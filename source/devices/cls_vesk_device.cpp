@@ -1,0 +1,337 @@
+#include "devices/cls_vesk_device.h"
+
+#include "devices/cls_adb_vesk_device.h"
+#include "devices/cls_local_vesk_device.h"
+#include "ozgi/cls_log.h"
+#include "ozgi/cls_mem_mgr.h"
+#include "ozgi/cls_regex.h"
+#include "ozgi/cls_singleton_mgr.h"
+#include "ozgi/cls_time.h"
+
+using ozgi::cls_array;
+using ozgi::cls_sp;
+using ozgi::cls_string;
+
+namespace {
+
+// The live singleton; null before the first ins() and after its release.
+cls_vesk_device* s_instance = nullptr;
+
+// One argument line of a test's help text. In this source "\t" is a real TAB.
+const char* const ARG_LINE_PATTERN =
+    "[ \t]*--<clr>(-|[_a-zA-Z0-9])+<arg_name>[ \t]*"
+    "(\\<<clr>[0-9.]+<lower_bound>-<clr>[0-9.]+<higher_bound>\\>|{<clr>[^|]+<list_item>([|]<clr>[^|]+<list_item>)*}):"
+    "[ \t]*(Default=<clr>[^,]+<default_value>,)?[ \t]*([Ss]tep=<clr>[^,]+<step>,)?[ \t]*<clr>.*<arg_desc>";
+
+} // namespace
+
+const char* cls_vesk_device::DIRECT_EXEC_PREFIX = "direct_exec.";
+
+cls_vesk_device* cls_vesk_device::ins() {
+    if (s_instance == nullptr) {
+        s_instance = OZGI_NEW(cls_vesk_device)();
+        ozgi::cls_singleton_mgr::register_singleton_release(release_func, s_instance);
+    }
+    return s_instance;
+}
+
+void cls_vesk_device::release_func(void* p) {
+    if (p == nullptr) return;
+    cls_vesk_device* device = static_cast<cls_vesk_device*>(p);
+    if (device == s_instance) s_instance = nullptr;
+    ozgi::ozgi_delete(device);
+}
+
+cls_vesk_device::cls_vesk_device()
+    : m_device(nullptr),
+      m_menu_tree(),
+      m_cur_node(nullptr),
+      m_cur_exec(),
+      m_root_dir(),
+      m_serial_id_selected(false),
+      m_help_msg(),
+      m_args(cls_array<arg_info_t>::INITIAL_SLOTS),
+      m_cur_arg() {}
+
+cls_vesk_device::~cls_vesk_device() {
+    if (m_device) {
+        ozgi::ozgi_delete(m_device);
+        m_device = nullptr;
+    }
+    if (m_menu_tree.root()) m_menu_tree.remove_sub_tree(m_menu_tree.root());
+    m_cur_node = nullptr;
+}
+
+// ---- Device selection ----
+
+void cls_vesk_device::set_info(const cls_string& device, const cls_string& dir) {
+    // The comparison is exact: "Local" or "ADB" are not device names.
+    if (device == "local" || device.is_empty()) {
+        m_device = OZGI_NEW(cls_local_vesk_device)();
+    } else if (device == "adb") {
+        m_device = OZGI_NEW(cls_adb_vesk_device)();
+    } else if (device == "ddb") {
+        // The name is reserved for a third kind of device that does not exist yet.
+        OZGI_FATAL("Unrealized yet.");
+    } else {
+        OZGI_FATAL("Unrecognized device: %s", device.c_str());
+    }
+    m_root_dir = dir;
+}
+
+bool cls_vesk_device::serial_id_selected() const { return m_serial_id_selected; }
+
+cls_sp<cls_array<cls_string>> cls_vesk_device::devices() { return m_device->list_serial_ids(); }
+
+void cls_vesk_device::set_serial_id(const cls_string& serial_id) {
+    // The flag goes up before the device is asked, and the tree is not emptied:
+    // a second selection builds into the existing tree, whose root the device reuses.
+    m_serial_id_selected = true;
+    m_device->set_serial_id(serial_id);
+    m_device->build_menu_tree(m_root_dir, &m_menu_tree);
+    m_cur_node = m_menu_tree.root();
+}
+
+// ---- A running test ----
+
+cls_sp<cls_string> cls_vesk_device::read_output() { return m_device->read_output(); }
+
+bool cls_vesk_device::is_ended(int* exit_code) { return m_device->is_ended(exit_code); }
+
+void cls_vesk_device::stop() { m_device->stop(); }
+
+// ---- Argument access ----
+
+cls_vesk_device::arg_info_t* cls_vesk_device::find_cur_arg() {
+    for (int i = 0; i < m_args.count(); ++i) {
+        if (m_args[i].arg_name == m_cur_arg) return &m_args[i];
+    }
+    return nullptr;
+}
+
+int cls_vesk_device::select_arg(const cls_string& name) {
+    m_cur_arg = name;
+    arg_info_t* arg = find_cur_arg();
+    if (arg == nullptr) {
+        OZGI_FATAL("Unknown arg name: %s", name.c_str());
+    }
+    return arg->arg_type;
+}
+
+void cls_vesk_device::get_cur_arg_info(arg_info_t* out) {
+    arg_info_t* arg = find_cur_arg();
+    if (arg == nullptr) return;
+    out->arg_name = arg->arg_name;
+    out->default_value = arg->default_value;
+    out->arg_desc = arg->arg_desc;
+    out->step = arg->step;
+    out->arg_type = arg->arg_type;
+    out->values.clear();
+    for (int i = 0; i < arg->values.count(); ++i) out->values.append(arg->values[i]);
+}
+
+void cls_vesk_device::set_cur_arg_value(const cls_string& value) {
+    arg_info_t* arg = find_cur_arg();
+    if (arg == nullptr) return;
+    arg->default_value = value;
+}
+
+void cls_vesk_device::get_args(cls_array<arg_info_t>* out) {
+    out->clear();
+    for (int i = 0; i < m_args.count(); ++i) out->append(m_args[i]);
+}
+
+// ---- Menu navigation ----
+
+cls_sp<cls_string> cls_vesk_device::menu_title() {
+    return cls_sp<cls_string>(OZGI_NEW(cls_string)(m_cur_node->data.name));
+}
+
+cls_sp<cls_string> cls_vesk_device::upper_menu_title() {
+    if (m_cur_node->parent == nullptr) return cls_sp<cls_string>(OZGI_NEW(cls_string)("Exit"));
+    return cls_sp<cls_string>(OZGI_NEW(cls_string)(m_cur_node->parent->data.name));
+}
+
+namespace {
+
+// The names of the children of `node` of one kind, sorted by the string's less-than.
+cls_sp<cls_array<cls_string>> child_names(const cls_vesk_device::menu_tree_node_t* node, bool want_exec) {
+    cls_array<cls_string>* names = OZGI_NEW(cls_array<cls_string>)(cls_array<cls_string>::INITIAL_SLOTS);
+    for (const cls_vesk_device::menu_tree_node_t* child = node->first_child; child; child = child->next_sibling) {
+        if (child->data.is_exec == want_exec) names->append(child->data.name);
+    }
+    names->sort(0, -1);
+    return cls_sp<cls_array<cls_string>>(names);
+}
+
+} // namespace
+
+cls_sp<cls_array<cls_string>> cls_vesk_device::dirs() { return child_names(m_cur_node, false); }
+
+cls_sp<cls_array<cls_string>> cls_vesk_device::execs() { return child_names(m_cur_node, true); }
+
+void cls_vesk_device::enter_sub_menu(const cls_string& name) {
+    for (menu_tree_node_t* child = m_cur_node->first_child; child; child = child->next_sibling) {
+        // A test that shares the wanted name is never entered.
+        if (child->data.is_exec) continue;
+        if (child->data.name == name) {
+            m_cur_node = child;
+            return;
+        }
+    }
+    OZGI_FATAL("Can't find sub_menu %s", name.c_str());
+}
+
+void cls_vesk_device::back_to_parent_menu() {
+    // At the root this leaves no current menu; only leaving the first menu page does that.
+    m_cur_node = m_cur_node->parent;
+}
+
+void cls_vesk_device::set_cur_exec(const cls_string& name) { m_cur_exec = name; }
+
+bool cls_vesk_device::is_direct_exec() { return m_cur_exec.begin_with(DIRECT_EXEC_PREFIX); }
+
+cls_sp<cls_string> cls_vesk_device::exec_name() {
+    cls_string* name = OZGI_NEW(cls_string)();
+    if (!m_cur_exec.begin_with(DIRECT_EXEC_PREFIX, name)) *name = m_cur_exec;
+    return cls_sp<cls_string>(name);
+}
+
+void cls_vesk_device::refresh_menu() {
+    if (m_menu_tree.root()) m_menu_tree.remove_sub_tree(m_menu_tree.root());
+    m_cur_node = nullptr;
+    m_device->build_menu_tree(m_root_dir, &m_menu_tree);
+    m_cur_node = m_menu_tree.root();
+}
+
+void cls_vesk_device::exec_paths(cls_string* dir_path, cls_string* exec_path) const {
+    *dir_path = "";
+    *exec_path = m_cur_exec;
+    // Climb to the root, which is not part of any path: paths are relative to the
+    // menu root directory, which the device puts in front.
+    for (const menu_tree_node_t* node = m_cur_node; node && node->parent; node = node->parent) {
+        cls_string level = node->data.name + "/";
+        *dir_path = level + *dir_path;
+        *exec_path = level + *exec_path;
+    }
+}
+
+// ---- Help and execution ----
+
+bool cls_vesk_device::load_exec_help() {
+    // A direct test has no help; the previous test's help and arguments stay.
+    if (is_direct_exec()) return false;
+
+    cls_array<cls_string> help_args;
+    help_args.append("--help");
+    exec_with_args(help_args);
+
+    m_help_msg.clear();
+    int exit_code = 0;
+    // Sleep, read, then ask: there is always one wait, and nothing is read after
+    // the end has been seen. There is deliberately no time limit.
+    for (;;) {
+        ozgi::cls_time::sleep_ms(100);
+        cls_sp<cls_string> piece = read_output();
+        m_help_msg += *piece;
+        if (is_ended(&exit_code)) break;
+    }
+
+    m_args.clear();
+    if (exit_code == 0 && m_help_msg.begin_with("Usage:")) {
+        parse_args();
+        return true;
+    }
+    return false;
+}
+
+cls_sp<cls_string> cls_vesk_device::help_msg() { return cls_sp<cls_string>(OZGI_NEW(cls_string)(m_help_msg)); }
+
+void cls_vesk_device::parse_args() {
+    cls_array<cls_string> lines(cls_array<cls_string>::INITIAL_SLOTS);
+    m_help_msg.split_to_lines(&lines);
+
+    int first = 0;
+    while (first < lines.count() && lines[first] != "Arguments:") ++first;
+    if (first == lines.count()) return;
+
+    // One pattern object serves every line of this help text.
+    ozgi::cls_regex pattern(ARG_LINE_PATTERN);
+    cls_array<ozgi::name_val_t> captures(cls_array<ozgi::name_val_t>::INITIAL_SLOTS);
+    for (int i = first + 1; i < lines.count(); ++i) {
+        const cls_string& line = lines[i];
+        captures.clear();
+        if (!pattern.match(line, &captures, nullptr)) {
+            // The marker copies the line's TABs so that the caret stands under the
+            // failing character whatever the terminal's tab width.
+            cls_string message("Failed to match regular expression:\n");
+            message += line;
+            message += "\n";
+            int matched = pattern.max_matched_len();
+            for (int c = 0; c < matched && c < line.length(); ++c) message += line[c] == '\t' ? '\t' : ' ';
+            message += "^";
+            OZGI_FATAL("%s", message.c_str());
+        }
+
+        arg_info_t arg;
+        for (int c = 0; c < captures.count(); ++c) {
+            const ozgi::name_val_t& capture = captures[c];
+            if (capture.name == "arg_name") {
+                arg.arg_name = capture.value;
+            } else if (capture.name == "lower_bound") {
+                arg.values.append(capture.value);
+                arg.arg_type = 0;
+            } else if (capture.name == "higher_bound") {
+                arg.values.append(capture.value);
+            } else if (capture.name == "list_item") {
+                arg.values.append(capture.value);
+                arg.arg_type = 1;
+            } else if (capture.name == "default_value") {
+                arg.default_value = capture.value;
+            } else if (capture.name == "step") {
+                arg.step = capture.value;
+            } else if (capture.name == "arg_desc") {
+                arg.arg_desc = capture.value;
+            }
+        }
+        if (arg.default_value.is_empty()) {
+            // The pattern always captures a range or an item, so this cannot fail;
+            // the check stays in case the pattern ever changes.
+            if (arg.values.is_empty()) {
+                OZGI_FATAL("Argument %s has no default value or value range.", arg.arg_name.c_str());
+            }
+            arg.default_value = arg.values[0];
+        }
+        m_args.append(arg);
+    }
+}
+
+void cls_vesk_device::execute() {
+    cls_array<cls_string> args;
+    // Every argument is passed, also one that still has its default.
+    for (int i = 0; i < m_args.count(); ++i) {
+        args.append(cls_string("--") + m_args[i].arg_name);
+        args.append(m_args[i].default_value);
+    }
+    exec_with_args(args);
+}
+
+void cls_vesk_device::exec_with_args(const cls_array<cls_string>& args) {
+    cls_string dir_path;
+    cls_string exec_path;
+    exec_paths(&dir_path, &exec_path);
+    cls_array<cls_string> cmd;
+    cmd.append(exec_path);
+    for (int i = 0; i < args.count(); ++i) cmd.append(args[i]);
+    m_device->exec_test(dir_path, cmd);
+}
+
+// ---- Access for the option page and tests ----
+
+const cls_vesk_device::menu_tree_t* cls_vesk_device::menu_tree() const { return &m_menu_tree; }
+
+const cls_string& cls_vesk_device::root_dir() const { return m_root_dir; }
+
+if_vesk_device* cls_vesk_device::device() const { return m_device; }
+
+const cls_vesk_device::menu_tree_node_t* cls_vesk_device::cur_node() const { return m_cur_node; }

@@ -1,0 +1,53 @@
+#pragma once
+// The abstract device: something that lists the menu directory and runs tests.
+// The device singleton owns exactly one of these and is its only caller.
+#include "ozgi/cls_array.h"
+#include "ozgi/cls_sp.h"
+#include "ozgi/cls_string.h"
+#include "ozgi/cls_tree.h"
+#include "ozgi/if_to_string.h"
+
+class if_vesk_device {
+public:
+    /// Payload of one menu tree node: a sub-menu (directory) or a test (executable).
+    struct menu_node_t : public ozgi::if_to_string {
+        /// File or directory name as found on the device; for the root, the device's root title.
+        ozgi::cls_string name;
+        /// True for a test, false for a sub-menu.
+        bool is_exec;
+
+        /// An unnamed directory node.
+        menu_node_t();
+        /// A node with the given name and kind.
+        menu_node_t(const ozgi::cls_string& node_name, bool exec);
+        menu_node_t(const menu_node_t& other);
+        menu_node_t& operator=(const menu_node_t& other);
+        ~menu_node_t() override;
+        /// The node as "name,exec" or "name,dir".
+        ozgi::cls_sp<ozgi::cls_string> to_string() const override;
+    };
+
+    typedef ozgi::cls_tree<menu_node_t> menu_tree_t;
+    typedef menu_tree_t::node_t menu_tree_node_t;
+
+    virtual ~if_vesk_device();
+
+    /// The serial ids of the devices that can be chosen.
+    virtual ozgi::cls_sp<ozgi::cls_array<ozgi::cls_string>> list_serial_ids() = 0;
+    /// Chooses the device; a device may refuse with a fatal error.
+    virtual void set_serial_id(const ozgi::cls_string& serial_id) = 0;
+    /// Fills `tree` from `root_dir` (empty: the device's default): the root titled by
+    /// the device, then one node per sub-directory and executable, recursively,
+    /// leaving out directories without any test below them.
+    virtual void build_menu_tree(const ozgi::cls_string& root_dir, menu_tree_t* tree) = 0;
+    /// Starts a test without waiting. `rel_dir` is its directory relative to the root
+    /// with every level followed by "/"; cmd[0] is its path relative to the root, the
+    /// rest are its arguments.
+    virtual void exec_test(const ozgi::cls_string& rel_dir, const ozgi::cls_array<ozgi::cls_string>& cmd) = 0;
+    /// The output the running test wrote since the previous call; never null.
+    virtual ozgi::cls_sp<ozgi::cls_string> read_output() = 0;
+    /// Whether the test has ended; when it has, its exit code goes to *exit_code.
+    virtual bool is_ended(int* exit_code) = 0;
+    /// Interrupts the running test.
+    virtual void stop() = 0;
+};
