@@ -3,6 +3,7 @@
 // must tolerate that (the framework's string and the system's records do).
 #include <cstring>
 #include <new>
+#include <type_traits>
 #include "ozgi/cls_log.h"
 #include "ozgi/cls_mem_mgr.h"
 #include "ozgi/cls_string.h"
@@ -26,22 +27,29 @@ public:
             m_capacity = initial_capacity;
         }
     }
+    /// A copy of every element of `other` (grown from empty, so the capacity is the
+    /// power of two that fits).
     cls_array(const cls_array& other) : m_buf(nullptr), m_count(0), m_capacity(0) {
         for (int i = 0; i < other.m_count; ++i) append(other.m_buf[i]);
     }
+    /// Replaces the elements with copies of those of `other`; the buffer is reused.
     cls_array& operator=(const cls_array& other) {
         if (this == &other) return *this;
         clear();
         for (int i = 0; i < other.m_count; ++i) append(other.m_buf[i]);
         return *this;
     }
+    /// Destroys the elements in index order and frees the buffer.
     ~cls_array() override {
         clear();
         cls_mem_mgr::release_buf(m_buf);
     }
 
+    /// Number of elements.
     int count() const { return m_count; }
+    /// Number of element slots allocated.
     int capacity() const { return m_capacity; }
+    /// True when there are no elements.
     bool is_empty() const { return m_count == 0; }
 
     /// Appends a copy of `item`; returns the array so appends can be chained.
@@ -72,9 +80,13 @@ public:
         m_count = 0;
     }
 
+    /// The element at `index`; an index outside 0..count-1 is fatal.
     T& operator[](int index) { check_index(index); return m_buf[index]; }
+    /// The element at `index`; an index outside 0..count-1 is fatal.
     const T& operator[](int index) const { check_index(index); return m_buf[index]; }
+    /// The element at `index`; an index outside 0..count-1 is fatal.
     T& get(int index) { check_index(index); return m_buf[index]; }
+    /// The element at `index`; an index outside 0..count-1 is fatal.
     const T& get(int index) const { check_index(index); return m_buf[index]; }
     /// The first element; an empty array is fatal.
     T& first() const {
@@ -87,12 +99,17 @@ public:
         return m_buf[m_count - 1];
     }
 
+    /// The first element's address, for range-for loops.
     T* begin() { return m_buf; }
+    /// One past the last element.
     T* end() { return m_buf + m_count; }
+    /// The first element's address, for range-for loops.
     const T* begin() const { return m_buf; }
+    /// One past the last element.
     const T* end() const { return m_buf + m_count; }
 
-    /// Sorts `count` elements from `from` (-1: to the end) with T's operator<.
+    /// Sorts `count` elements from `from` (-1: to the end) with T's operator<. A count
+    /// of 1 or less does nothing; a range past the end is fatal.
     void sort(int from = 0, int count = -1) {
         if (count == -1) count = m_count - from;
         if (count <= 1) return;
@@ -107,7 +124,7 @@ public:
         cls_string* out = OZGI_NEW(cls_string)();
         cls_string item;
         for (int i = 0; i < m_count; ++i) {
-            item.to_str(&m_buf[i]);
+            element_text(m_buf[i], &item);
             *out += item;
             if (i + 1 < m_count) *out += separator;
         }
@@ -119,7 +136,7 @@ public:
         cls_string* out = OZGI_NEW(cls_string)();
         cls_string item;
         for (int i = 0; i < m_count; ++i) {
-            item.to_str(&m_buf[i]);
+            element_text(m_buf[i], &item);
             cls_string line;
             line.print("[%d]: ", i);
             *out += line;
@@ -130,6 +147,12 @@ public:
     }
 
 private:
+    // The text of one element through cls_string::to_str. A pointer element is shown
+    // as the address it holds, not as the address of its slot.
+    static void element_text(const T& element, cls_string* text) {
+        if constexpr (std::is_pointer<T>::value) text->to_str(static_cast<const void*>(element));
+        else text->to_str(&element);
+    }
     void check_index(int index) const {
         if (index < 0 || index >= m_count)
             OZGI_FATAL("Can't get the %dth element, there are only %d elements.", index, m_count);

@@ -8,6 +8,7 @@ namespace ozgi {
 
 class cls_input_args {
 public:
+    /// The one instance, made on first use from the process's command line.
     static cls_input_args* ins();
     /// whole true: an argument equal to `name` exists. whole false: an argument that
     /// begins with `name` exists, and the text after it goes to `value` (if not null).
@@ -16,7 +17,7 @@ public:
     /// The arguments after the program name.
     const cls_array<cls_string>& args() const { return m_args; }
     /// Replaces the arguments (for tests that drive start-up in-process).
-    void set_args(const cls_array<cls_string>& args) { m_args = args; }
+    void set_args(const cls_array<cls_string>& args);
 
 private:
     cls_input_args();

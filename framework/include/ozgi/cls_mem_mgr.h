@@ -26,11 +26,29 @@ public:
     static size_t array_count(const void* block);
     /// Stores the element count of a MEM_ARRAY block.
     static void set_array_count(void* block, size_t count);
-    /// Number of blocks alive now (counted only while OZGI_MEM_REPORT is set).
+    /// Number of blocks alive now, not counting blocks made in a permanent_scope_t
+    /// (counted only while OZGI_MEM_REPORT is set; 0 otherwise).
     static long live_blocks();
-    /// Prints every live block with its tags to standard error. Runs at exit when
-    /// OZGI_MEM_REPORT is set.
+    /// True when the environment variable OZGI_MEM_REPORT was set at start-up, so that
+    /// live blocks are listed and counted.
+    static bool is_tracking();
+    /// Prints every live block with its tags to standard error, one line each, then the
+    /// line "ozgi: N live block(s) at exit". Runs at exit when OZGI_MEM_REPORT is set.
     static void report_live_blocks();
+
+    /// While an object of this type exists, blocks that the current thread allocates are
+    /// marked as held for the whole life of the process (the framework's singletons, which
+    /// are never destroyed). Such blocks stay so when they are reallocated later, and they
+    /// are left out of the leak report and of live_blocks().
+    class permanent_scope_t {
+    public:
+        /// Opens the scope on the current thread; scopes nest.
+        permanent_scope_t();
+        /// Closes the scope.
+        ~permanent_scope_t();
+        permanent_scope_t(const permanent_scope_t&) = delete;
+        permanent_scope_t& operator=(const permanent_scope_t&) = delete;
+    };
 };
 
 /// Destroys an object made with OZGI_NEW and frees its block.

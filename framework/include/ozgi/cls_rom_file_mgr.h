@@ -14,12 +14,14 @@ public:
         int index;
     };
 
+    /// The one store, made on first use and never destroyed.
     static cls_rom_file_mgr* ins();
     /// Makes `size` bytes at `data` readable under `name`. The bytes are not copied
     /// and must live as long as the program. A later registration of a name wins.
     reg_token_t register_file(const char* name, const void* data, long long size);
     /// Finds a registered file; returns false when `name` is not registered.
     bool find(const cls_string& name, const void** data, long long* size) const;
+    /// True when `name` is registered.
     bool has(const cls_string& name) const;
     /// The registered names, in registration order.
     cls_array<cls_string> names() const;

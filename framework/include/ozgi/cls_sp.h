@@ -2,6 +2,8 @@
 // A counted shared pointer. The object must come from the tracked allocator
 // (OZGI_NEW, OZGI_NEW_ARRAY or alloc_buf): it is released the way its block
 // was allocated, as cls_mem_mgr::mem_type reports.
+#include <type_traits>
+
 #include "ozgi/cls_mem_mgr.h"
 
 namespace ozgi {
@@ -13,8 +15,10 @@ public:
     cls_sp(T* p = nullptr) : m_ptr(p), m_count(new_count()) {}
     /// Shares the other pointer's object.
     cls_sp(const cls_sp& other) : m_ptr(other.m_ptr), m_count(other.m_count) { ++*m_count; }
+    /// Drops this reference; the last one releases the object and the count cell.
     virtual ~cls_sp() { release(); }
 
+    /// Drops the current reference, then shares the other pointer's object.
     cls_sp& operator=(const cls_sp& other) {
         if (this == &other || m_count == other.m_count) return *this;
         release();
@@ -31,11 +35,17 @@ public:
         return *this;
     }
 
+    /// The object, null when there is none.
     T* get() const { return m_ptr; }
+    /// The object's members (the pointer must not be null).
     T* operator->() const { return m_ptr; }
+    /// The object (the pointer must not be null).
     T& operator*() const { return *m_ptr; }
+    /// True when there is no object.
     bool is_null() const { return m_ptr == nullptr; }
+    /// True when there is an object.
     bool is_not_null() const { return m_ptr != nullptr; }
+    /// True when there is an object.
     explicit operator bool() const { return m_ptr != nullptr; }
     /// The number of pointers sharing the object.
     int ref_count() const { return *m_count; }

@@ -13,28 +13,46 @@ public:
     /// Returned by the searches when the text is absent.
     static constexpr int NOT_FOUND = -1;
 
+    /// An empty string (no buffer is allocated until text is added).
     cls_string();
+    /// A copy of the NUL-terminated `text`; null gives an empty string.
     cls_string(const char* text);
+    /// A copy of `length` bytes of `text` (which may hold NULs); a length of 0 or less gives "".
     cls_string(const char* text, int length);
+    /// A copy of `other`.
     cls_string(const cls_string& other);
+    /// `count` copies of `c`; a count of 0 or less gives "".
     cls_string(char c, int count);
+    /// Frees the buffer.
     ~cls_string();
 
+    /// Replaces the contents with a copy of `other`.
     cls_string& operator=(const cls_string& other);
+    /// Replaces the contents with a copy of `text` (which may point into this string).
     cls_string& operator=(const char* text);
+    /// The concatenation of this string and `other`.
     cls_string operator+(const cls_string& other) const;
+    /// The concatenation of this string and `text`.
     cls_string operator+(const char* text) const;
+    /// This string followed by the byte `c`.
     cls_string operator+(char c) const;
+    /// Appends `other`; returns this string.
     cls_string& operator+=(const cls_string& other);
+    /// Appends `text` (null appends nothing); returns this string.
     cls_string& operator+=(const char* text);
+    /// Appends the byte `c`; returns this string.
     cls_string& operator+=(char c);
     /// Appends `length` bytes of `data`.
     cls_string& append(const char* data, int length);
+    /// True when both hold the same bytes.
     bool operator==(const cls_string& other) const;
+    /// True when this string holds the bytes of `text` (null equals "").
     bool operator==(const char* text) const;
+    /// The negation of operator==.
     bool operator!=(const cls_string& other) const { return !(*this == other); }
+    /// The negation of operator==.
     bool operator!=(const char* text) const { return !(*this == text); }
-    /// Byte-wise order (a shorter prefix sorts first).
+    /// Byte-wise order of unsigned bytes ("B" < "a", "10" < "9"); a proper prefix sorts first.
     bool operator<(const cls_string& other) const;
 
     /// Empties the string (the buffer is kept).
@@ -57,27 +75,38 @@ public:
     /// character that is not a digit ends the number; no digits gives 0.
     int to_int() const;
 
+    /// The text, NUL-terminated; never null ("" for an empty string).
     const char* c_str() const { return m_buf ? m_buf : ""; }
+    /// Number of bytes.
     int length() const { return m_len; }
+    /// True when the string has no bytes.
     bool is_empty() const { return m_len == 0; }
+    /// True when the string has at least one byte.
     bool is_not_empty() const { return m_len != 0; }
+    /// The byte at `index`, which must be below length() (not checked).
     char operator[](int index) const { return m_buf[index]; }
     /// Writable bytes (the string must not be empty).
     char* data() { return m_buf; }
 
+    /// True when the byte `c` occurs in the string.
     bool has(char c) const;
     /// Index of the first `c` at or after `from`, or NOT_FOUND.
     int find(char c, int from = 0) const;
     /// Index of the first `text` at or after `from`, or NOT_FOUND.
     int find(const char* text, int from = 0) const;
-    /// Index of the last occurrence of `text` that starts at or before `from`
-    /// (-1: anywhere, searching from the end). Absent text gives NOT_FOUND (-1).
+    /// Searches backwards: the index of the last occurrence of `text` that starts at or
+    /// before `from`; with `from` -1 (or any negative value) the search starts at the end,
+    /// so the last occurrence in the whole string is found. When the text does not occur
+    /// there, the result is NOT_FOUND, which is -1. An empty `text` is found at
+    /// min(from, length()).
     int rfind(const char* text, int from = -1) const;
 
     /// True when the string begins with `prefix`; then `rest` (if not null) gets
-    /// the text after it.
+    /// the text after it. When it does not, `rest` is left unchanged.
     bool begin_with(const char* prefix, cls_string* rest = nullptr) const;
+    /// The negation of begin_with.
     bool not_begin_with(const char* prefix) const { return !begin_with(prefix); }
+    /// True when the string ends with `suffix`.
     bool end_with(const char* suffix) const;
 
     /// `count` bytes from `from` (-1: to the end); out-of-range parts are cut off.

@@ -13,6 +13,7 @@ namespace ozgi {
 template <typename T>
 class cls_tree : public if_to_string {
 public:
+    /// One node: its data and its links, null when absent.
     struct node_t {
         T data;
         node_t* next_sibling;
@@ -20,18 +21,23 @@ public:
         node_t* parent;
         node_t* first_child;
         node_t* last_child;
+        /// A node holding a copy of `d`, with no links.
         explicit node_t(const T& d)
             : data(d), next_sibling(nullptr), prev_sibling(nullptr), parent(nullptr), first_child(nullptr), last_child(nullptr) {}
     };
 
+    /// An empty tree.
     cls_tree() : m_root(nullptr) {}
     cls_tree(const cls_tree&) = delete;
     cls_tree& operator=(const cls_tree&) = delete;
+    /// Destroys every node, without recursion.
     ~cls_tree() override {
         if (m_root) remove_sub_tree(m_root);
     }
 
+    /// The root node, null for an empty tree.
     node_t* root() const { return m_root; }
+    /// True when the tree has no root.
     bool is_empty() const { return m_root == nullptr; }
 
     /// Assigns the root's data, creating the root when the tree is empty.
@@ -40,7 +46,8 @@ public:
         else m_root = new_node(data);
     }
 
-    /// Appends a new node holding a copy of `data` as the last child of `parent`.
+    /// Appends a new node holding a copy of `data` as the last child of `parent` and
+    /// returns it. A null parent is fatal.
     node_t* add_last_child(node_t* parent, const T& data) {
         if (parent == nullptr) OZGI_FATAL("Can't add last child, the node is NULL.");
         node_t* node = new_node(data);
@@ -52,7 +59,8 @@ public:
         return node;
     }
 
-    /// Unlinks `node` and destroys it with all its descendants. Removing the root empties the tree.
+    /// Unlinks `node` and destroys it with all its descendants, without recursion.
+    /// Removing the root empties the tree. A null node is fatal.
     void remove_sub_tree(node_t* node) {
         if (node == nullptr) OZGI_FATAL("Can't remove sub tree, the node is NULL.");
         if (node->prev_sibling) node->prev_sibling->next_sibling = node->next_sibling;

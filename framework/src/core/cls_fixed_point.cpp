@@ -69,7 +69,11 @@ cls_fixed_point::cls_fixed_point(const cls_string& text) : m_mantissa(0), m_scal
 cls_fixed_point::cls_fixed_point(const char* text) : cls_fixed_point(cls_string(text)) {}
 
 cls_fixed_point::cls_fixed_point(long long mantissa, unsigned fractional_width)
-    : m_mantissa(mantissa), m_scale(fractional_width > MAX_SCALE ? MAX_SCALE : fractional_width), m_width(-1) {}
+    : m_mantissa(mantissa), m_scale(fractional_width), m_width(-1) {
+    // A scale beyond what 64 bits can ever show would silently change the value.
+    if (fractional_width > MAX_SCALE)
+        OZGI_FATAL("Fixed point width %u is too large, at most %u decimals are kept.", fractional_width, MAX_SCALE);
+}
 
 void cls_fixed_point::rescale_to(unsigned scale) {
     if (scale > m_scale) {
@@ -132,11 +136,20 @@ bool operator<=(long long value, const cls_fixed_point& fp) {
 }
 
 void cls_fixed_point::set_fractional_width(int n) {
-    m_width = n < 0 ? -1 : (n > static_cast<int>(MAX_SCALE) ? static_cast<int>(MAX_SCALE) : n);
+    if (n > static_cast<int>(MAX_SCALE))
+        OZGI_FATAL("Fixed point width %d is too large, at most %u decimals are kept.", n, MAX_SCALE);
+    m_width = n < 0 ? -1 : n;
     if (m_width >= 0) rescale_to(static_cast<unsigned>(m_width));
 }
 
 cls_string cls_fixed_point::to_string() const {
+    // Arithmetic after set_fractional_width may have produced more decimals; the
+    // text still shows exactly the width asked for.
+    if (m_width >= 0 && m_scale != static_cast<unsigned>(m_width)) {
+        cls_fixed_point shown = *this;
+        shown.rescale_to(static_cast<unsigned>(m_width));
+        return shown.to_string();
+    }
     unsigned long long mag = m_mantissa < 0 ? 0ULL - static_cast<unsigned long long>(m_mantissa)
                                             : static_cast<unsigned long long>(m_mantissa);
     char digits[32];

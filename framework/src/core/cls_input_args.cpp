@@ -10,6 +10,8 @@ cls_input_args* cls_input_args::ins() {
 }
 
 cls_input_args::cls_input_args() {
+    // The arguments live as long as the process; their blocks are no leak.
+    cls_mem_mgr::permanent_scope_t permanent;
     // The kernel keeps the arguments NUL-separated; the first is the program.
     FILE* f = std::fopen("/proc/self/cmdline", "rb");
     if (!f) return;
@@ -26,6 +28,11 @@ cls_input_args::cls_input_args() {
         first = false;
         start = i + 1;
     }
+}
+
+void cls_input_args::set_args(const cls_array<cls_string>& args) {
+    cls_mem_mgr::permanent_scope_t permanent;
+    m_args = args;
 }
 
 bool cls_input_args::has_arg(const cls_string& name, bool whole, cls_string* value) const {

@@ -10,6 +10,8 @@ cls_rom_file_mgr* cls_rom_file_mgr::ins() {
 }
 
 cls_rom_file_mgr::reg_token_t cls_rom_file_mgr::register_file(const char* name, const void* data, long long size) {
+    // The store lives as long as the process; its blocks are no leak.
+    cls_mem_mgr::permanent_scope_t permanent;
     cls_string key(name);
     if (!m_files.has(key)) m_order.append(key);
     int index = m_order.count() - 1;

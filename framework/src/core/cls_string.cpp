@@ -182,6 +182,7 @@ int cls_string::find(char c, int from) const {
 int cls_string::find(const char* text, int from) const {
     int n = static_cast<int>(std::strlen(text));
     if (from < 0) from = 0;
+    if (n == 0) return from <= m_len ? from : NOT_FOUND;
     for (int i = from; i + n <= m_len; ++i)
         if (std::memcmp(m_buf + i, text, n) == 0) return i;
     return NOT_FOUND;
@@ -191,6 +192,7 @@ int cls_string::rfind(const char* text, int from) const {
     int n = static_cast<int>(std::strlen(text));
     int start = m_len - n;
     if (from >= 0 && from < start) start = from;
+    if (n == 0) return start;
     for (int i = start; i >= 0; --i)
         if (std::memcmp(m_buf + i, text, n) == 0) return i;
     return NOT_FOUND;
@@ -198,7 +200,7 @@ int cls_string::rfind(const char* text, int from) const {
 
 bool cls_string::begin_with(const char* prefix, cls_string* rest) const {
     int n = static_cast<int>(std::strlen(prefix));
-    if (n > m_len || (n && std::memcmp(m_buf, prefix, n) != 0)) return false;
+    if (n > m_len || (n > 0 && std::memcmp(m_buf, prefix, n) != 0)) return false;
     if (rest) *rest = cls_string(m_buf + n, m_len - n);
     return true;
 }
