@@ -1,0 +1,49 @@
+#pragma once
+// The GUI as a whole: option parsing (every --ozgi- option), the display backend,
+// the root container and its first page, and the one event loop that handles
+// input, timers, posted events, repainting, child-process output and the
+// automation script.
+#include "ozgi/cls_string.h"
+#include "ozgi/cls_ui_event.h"
+
+namespace ozgi {
+
+class cls_event_handler;
+class cls_timer;
+
+class cls_ozgi_gui {
+public:
+    static cls_ozgi_gui* ins();
+
+    /// Runs the GUI: reads the --ozgi- options, opens the display, loads
+    /// "root_container.xml" (or --ozgi-root=), opens its first page and runs the
+    /// event loop until the program ends. Returns the exit status (0).
+    int start_gui();
+    /// Prints the framework's options to standard output, one line each.
+    static void output_help();
+
+    // ---- Services for the items (GUI thread only) ------------------------------
+    /// Queues an event; it is handled in this loop turn, after the current handler.
+    void post(const cls_ui_event& event);
+    /// Drops queued events addressed to `item` and any reference to it (it is going away).
+    void forget_item(cls_event_handler* item);
+    /// Asks the loop to end after the current handler.
+    void quit();
+    /// Whether the loop has been asked to end.
+    bool quitting() const;
+    /// Marks a screen rectangle for repainting in this loop turn.
+    void invalidate_rect(int x, int y, int w, int h);
+    /// Adds a started timer to those the loop waits for; stopped timers are dropped.
+    void add_timer(cls_timer* timer);
+    void remove_timer(cls_timer* timer);
+    /// Handles every queued event now (including events they post).
+    void handle_posted_events();
+
+private:
+    cls_ozgi_gui();
+    struct impl_t;
+    impl_t* m_impl;
+    friend struct gui_loop_access_t;
+};
+
+} // namespace ozgi
