@@ -6,7 +6,7 @@
 //
 // Newlines end lines only in multi-line mode. Invalid UTF-8 and control characters
 // (and newlines outside multi-line mode) are drawn as a replacement mark; a tab
-// advances by four spaces and a carriage return before a newline is dropped.
+// advances by four spaces, and in multi-line mode a carriage return is ignored.
 #include <cstdint>
 #include "ozgi/cls_array.h"
 #include "ozgi/cls_color.h"
@@ -49,7 +49,7 @@ public:
     int width() const { return m_width; }
 
     /// Width in pixels of the widest line.
-    int content_width() const { return m_content_width; }
+    int content_width() const;
     /// Height in pixels of all lines together (one line height for an empty text).
     int content_height() const;
     /// Number of lines as drawn (after wrapping); an empty text has one line.
@@ -76,22 +76,26 @@ public:
               int scroll_y) const;
 
 private:
+    bool wrapping() const { return m_wrap && m_width > 0; }
     void rebuild();
-    void index_from(int line_index);
-    int measure(int from, int to) const;
+    /// Scans the text from m_scanned_to, extending the last line or adding lines.
+    void scan();
+    /// Starts a new line at byte `start` after a line `width` pixels wide.
+    void end_line(int width, int start);
 
     cls_string m_text;
     int m_px_size;
     bool m_multi_line;
     bool m_wrap;
     int m_width;
+    /// Width of the widest finished line (every line but the last).
     int m_content_width;
     /// Byte offset where each drawn line starts.
     cls_array<int> m_line_starts;
-    /// Pixel width of each drawn line but the last, which is kept in m_last_width.
+    /// Pixel width of each finished line; the last line's is m_last_width.
     cls_array<int> m_line_widths;
     int m_last_width;
-    /// Where the scan of the last line stopped (an unfinished UTF-8 sequence stays unscanned).
+    /// Where scanning stopped (an unfinished UTF-8 sequence at the end stays unscanned).
     int m_scanned_to;
 };
 

@@ -1,0 +1,142 @@
+#include "ozgi/cls_canvas.h"
+
+#include <algorithm>
+
+namespace ozgi {
+
+namespace {
+
+// x / 255 rounded, exact for 0 <= x <= 255 * 255.
+inline uint32_t div255(uint32_t x) {
+    x += 128;
+    return (x + (x >> 8)) >> 8;
+}
+
+// Mixes the colour `src` (0xRRGGBB in the low bits) into the opaque pixel `dst`
+// with weight `a` (0-255).
+inline uint32_t blend(uint32_t dst, uint32_t src, uint32_t a) {
+    uint32_t na = 255 - a;
+    uint32_t r = div255(((src >> 16) & 0xFF) * a + ((dst >> 16) & 0xFF) * na);
+    uint32_t g = div255(((src >> 8) & 0xFF) * a + ((dst >> 8) & 0xFF) * na);
+    uint32_t b = div255((src & 0xFF) * a + (dst & 0xFF) * na);
+    return 0xFF000000u | (r << 16) | (g << 8) | b;
+}
+
+} // namespace
+
+cls_canvas::cls_canvas(uint32_t* pixels, int width, int height, int stride)
+    : m_pixels(pixels), m_width(width), m_height(height), m_stride(stride), m_clip{0, 0, width, height} {}
+
+cls_canvas::cls_canvas(int width, int height)
+    : m_pixels(nullptr), m_width(width), m_height(height), m_stride(width), m_clip{0, 0, width, height},
+      m_own(width * height) {
+    for (int i = 0; i < width * height; ++i) m_own.append(0xFF000000u);
+    m_pixels = m_own.begin();
+}
+
+void cls_canvas::set_clip(const cls_rect& rect) { m_clip = rect.intersect(cls_rect{0, 0, m_width, m_height}); }
+
+void cls_canvas::fill_rect(const cls_rect& rect, const cls_color& color) {
+    if (color.a == 0) return;
+    cls_rect r = rect.intersect(m_clip);
+    if (r.is_empty()) return;
+    uint32_t src = color.argb() | 0xFF000000u;
+    for (int y = r.y; y < r.bottom(); ++y) {
+        uint32_t* row = m_pixels + static_cast<long>(y) * m_stride + r.x;
+        if (color.a == 255) {
+            std::fill(row, row + r.w, src);
+        } else {
+            for (int x = 0; x < r.w; ++x) row[x] = blend(row[x], src, color.a);
+        }
+    }
+}
+
+void cls_canvas::draw_picture(const cls_picture& pic, int x, int y, bool use_alpha) {
+    draw_picture_part(pic, cls_rect{0, 0, pic.width(), pic.height()}, x, y, use_alpha);
+}
+
+void cls_canvas::draw_picture_part(const cls_picture& pic, const cls_rect& src, int x, int y, bool use_alpha) {
+    cls_rect s = src.intersect(cls_rect{0, 0, pic.width(), pic.height()});
+    if (s.is_empty()) return;
+    // Where the source part lands, moved by what the cut took off its top-left.
+    int dx = x + (s.x - src.x);
+    int dy = y + (s.y - src.y);
+    cls_rect d = cls_rect{dx, dy, s.w, s.h}.intersect(m_clip);
+    if (d.is_empty()) return;
+    bool blend_alpha = use_alpha && pic.has_alpha();
+    for (int row = d.y; row < d.bottom(); ++row) {
+        const uint32_t* in = pic.pixels() + static_cast<long>(s.y + row - dy) * pic.width() + s.x + (d.x - dx);
+        uint32_t* out = m_pixels + static_cast<long>(row) * m_stride + d.x;
+        if (!blend_alpha) {
+            for (int i = 0; i < d.w; ++i) out[i] = in[i] | 0xFF000000u;
+            continue;
+        }
+        for (int i = 0; i < d.w; ++i) {
+            uint32_t p = in[i];
+            uint32_t a = p >> 24;
+            if (a == 255) out[i] = p;
+            else if (a != 0) out[i] = blend(out[i], p, a);
+        }
+    }
+}
+
+void cls_canvas::draw_tiled_picture(const cls_picture& pic, const cls_rect& dst, int left, int right, int top,
+                                    int bottom, bool use_alpha) {
+    if (dst.is_empty() || pic.width() <= 0 || pic.height() <= 0) return;
+    left = std::max(0, std::min(left, pic.width()));
+    right = std::max(0, std::min(right, pic.width() - left));
+    top = std::max(0, std::min(top, pic.height()));
+    bottom = std::max(0, std::min(bottom, pic.height() - top));
+    // A target smaller than both borders together shares it between them.
+    if (left + right > dst.w) {
+        int l = left + right > 0 ? dst.w * left / (left + right) : 0;
+        right = dst.w - l;
+        left = l;
+    }
+    if (top + bottom > dst.h) {
+        int t = top + bottom > 0 ? dst.h * top / (top + bottom) : 0;
+        bottom = dst.h - t;
+        top = t;
+    }
+    int src_x[4] = {0, left, pic.width() - right, pic.width()};
+    int src_y[4] = {0, top, pic.height() - bottom, pic.height()};
+    int dst_x[4] = {dst.x, dst.x + left, dst.right() - right, dst.right()};
+    int dst_y[4] = {dst.y, dst.y + top, dst.bottom() - bottom, dst.bottom()};
+    cls_rect saved = m_clip;
+    for (int row = 0; row < 3; ++row) {
+        for (int col = 0; col < 3; ++col) {
+            cls_rect cell{dst_x[col], dst_y[row], dst_x[col + 1] - dst_x[col], dst_y[row + 1] - dst_y[row]};
+            cls_rect part{src_x[col], src_y[row], src_x[col + 1] - src_x[col], src_y[row + 1] - src_y[row]};
+            if (cell.is_empty() || part.is_empty()) continue;
+            m_clip = saved.intersect(cell);
+            if (m_clip.is_empty()) continue;
+            // Only the tiles that meet the clip are drawn.
+            int first_x = (m_clip.x - cell.x) / part.w;
+            int first_y = (m_clip.y - cell.y) / part.h;
+            for (int ty = cell.y + first_y * part.h; ty < m_clip.bottom(); ty += part.h)
+                for (int tx = cell.x + first_x * part.w; tx < m_clip.right(); tx += part.w)
+                    draw_picture_part(pic, part, tx, ty, use_alpha);
+        }
+    }
+    m_clip = saved;
+}
+
+void cls_canvas::draw_mask(const uint8_t* mask, int mask_w, int mask_h, int pitch, int x, int y,
+                           const cls_color& color) {
+    if (mask == nullptr || color.a == 0) return;
+    cls_rect d = cls_rect{x, y, mask_w, mask_h}.intersect(m_clip);
+    if (d.is_empty()) return;
+    uint32_t src = color.argb() & 0xFFFFFFu;
+    for (int row = d.y; row < d.bottom(); ++row) {
+        const uint8_t* in = mask + static_cast<long>(row - y) * pitch + (d.x - x);
+        uint32_t* out = m_pixels + static_cast<long>(row) * m_stride + d.x;
+        for (int i = 0; i < d.w; ++i) {
+            uint32_t cover = in[i];
+            if (cover == 0) continue;
+            uint32_t a = color.a == 255 ? cover : div255(cover * color.a);
+            out[i] = a == 255 ? (0xFF000000u | src) : blend(out[i], src, a);
+        }
+    }
+}
+
+} // namespace ozgi

@@ -1,0 +1,232 @@
+#include "ozgi/cls_text_layout.h"
+
+#include <algorithm>
+
+#include "ozgi/cls_canvas.h"
+#include "ozgi/cls_font_mgr.h"
+
+namespace ozgi {
+
+namespace {
+
+// Characters between which a line may break without a space: CJK ideographs,
+// kana, hangul, CJK punctuation and full-width forms.
+bool is_cjk(int32_t cp) {
+    return (cp >= 0x2E80 && cp <= 0x9FFF) || (cp >= 0xAC00 && cp <= 0xD7AF) || (cp >= 0xF900 && cp <= 0xFAFF) ||
+           (cp >= 0xFF00 && cp <= 0xFFEF) || (cp >= 0x20000 && cp <= 0x3FFFF);
+}
+
+// True when text[pos] starts a UTF-8 sequence that the text ends in the middle of;
+// more text may still complete it.
+bool unfinished_sequence(const char* text, int length, int pos) {
+    unsigned char c = static_cast<unsigned char>(text[pos]);
+    int extra = (c >= 0xC2 && c <= 0xDF) ? 1 : (c >= 0xE0 && c <= 0xEF) ? 2 : (c >= 0xF0 && c <= 0xF4) ? 3 : 0;
+    if (extra == 0 || pos + extra < length) return false;
+    for (int i = pos + 1; i < length; ++i)
+        if ((static_cast<unsigned char>(text[i]) & 0xC0) != 0x80) return false;
+    return true;
+}
+
+} // namespace
+
+cls_text_layout::cls_text_layout()
+    : m_px_size(16), m_multi_line(false), m_wrap(false), m_width(0), m_content_width(0), m_last_width(0),
+      m_scanned_to(0) {
+    m_line_starts.append(0);
+}
+
+void cls_text_layout::set_text(const cls_string& text) {
+    m_text = text;
+    rebuild();
+}
+
+void cls_text_layout::append_text(const cls_string& text) {
+    if (text.is_empty()) return;
+    m_text += text;
+    if (wrapping()) {
+        // Earlier lines were broken for good when they filled up; only the last
+        // line can take a different break with more text, so it is scanned again.
+        m_scanned_to = m_line_starts.last();
+        m_last_width = 0;
+    }
+    scan();
+}
+
+void cls_text_layout::set_pixel_size(int px_size) {
+    if (px_size == m_px_size || px_size <= 0) return;
+    m_px_size = px_size;
+    rebuild();
+}
+
+void cls_text_layout::set_multi_line(bool multi_line) {
+    if (multi_line == m_multi_line) return;
+    m_multi_line = multi_line;
+    rebuild();
+}
+
+void cls_text_layout::set_wrap(bool wrap) {
+    if (wrap == m_wrap) return;
+    m_wrap = wrap;
+    rebuild();
+}
+
+void cls_text_layout::set_width(int width) {
+    if (width == m_width) return;
+    bool was_wrapping = wrapping();
+    m_width = width;
+    if (was_wrapping || wrapping()) rebuild();
+}
+
+int cls_text_layout::content_width() const { return std::max(m_content_width, m_last_width); }
+
+int cls_text_layout::line_height() const { return cls_font_mgr::ins()->line_height(m_px_size); }
+
+int cls_text_layout::content_height() const { return line_count() * line_height(); }
+
+int cls_text_layout::max_scroll_y(int box_height) const { return std::max(0, content_height() - box_height); }
+
+void cls_text_layout::rebuild() {
+    m_line_starts.clear();
+    m_line_starts.append(0);
+    m_line_widths.clear();
+    m_content_width = 0;
+    m_last_width = 0;
+    m_scanned_to = 0;
+    scan();
+}
+
+void cls_text_layout::end_line(int width, int start) {
+    m_line_widths.append(width);
+    if (width > m_content_width) m_content_width = width;
+    m_line_starts.append(start);
+}
+
+void cls_text_layout::scan() {
+    if (m_text.is_empty()) return;
+    cls_font_mgr* fonts = cls_font_mgr::ins();
+    const char* text = m_text.c_str();
+    int length = m_text.length();
+    int pos = m_scanned_to;
+    int width = m_last_width;
+    bool wrap = wrapping();
+    // The latest place the current line could break: the byte where the next line
+    // would start, the width of the line before it (trailing spaces not counted)
+    // and the width up to that byte.
+    int break_at = -1;
+    int break_line_width = 0;
+    int break_consumed = 0;
+    bool after_space = false;
+    while (pos < length) {
+        char c = text[pos];
+        if (m_multi_line && c == '\n') {
+            end_line(width, pos + 1);
+            width = 0;
+            break_at = -1;
+            after_space = false;
+            ++pos;
+            continue;
+        }
+        if (m_multi_line && c == '\r') {
+            ++pos;
+            continue;
+        }
+        if (unfinished_sequence(text, length, pos)) break;
+        int next = pos;
+        int32_t cp = cls_font_mgr::decode_utf8(text, length, &next);
+        int advance = fonts->glyph(static_cast<uint32_t>(cp), m_px_size)->advance;
+        if (wrap) {
+            int line_start = m_line_starts.last();
+            if (cp == ' ') {
+                // Spaces may hang past the edge; the next line starts after them.
+                if (!after_space) break_line_width = width;
+                break_at = next;
+                break_consumed = width + advance;
+                after_space = true;
+                width += advance;
+                pos = next;
+                continue;
+            }
+            after_space = false;
+            if (is_cjk(cp) && pos > line_start) {
+                break_at = pos;
+                break_line_width = width;
+                break_consumed = width;
+            }
+            if (width + advance > m_width && pos > line_start) {
+                if (break_at > line_start) {
+                    end_line(break_line_width, break_at);
+                    width -= break_consumed;
+                } else {
+                    // One word wider than the line: it is cut where it overflows.
+                    end_line(width, pos);
+                    width = 0;
+                }
+                break_at = -1;
+                // The character is measured again against the new line.
+                continue;
+            }
+            width += advance;
+            if (is_cjk(cp)) {
+                break_at = next;
+                break_line_width = width;
+                break_consumed = width;
+            }
+            pos = next;
+            continue;
+        }
+        width += advance;
+        pos = next;
+    }
+    m_scanned_to = pos;
+    m_last_width = width;
+}
+
+void cls_text_layout::draw(cls_canvas* canvas, const cls_rect& box, int h_align, int v_align,
+                           const cls_color& color, int scroll_y) const {
+    cls_rect saved = canvas->clip();
+    cls_rect area = saved.intersect(box);
+    if (area.is_empty() || color.a == 0) return;
+    cls_font_mgr* fonts = cls_font_mgr::ins();
+    int lh = line_height();
+    int lines = line_count();
+    int total = lines * lh;
+    int top;
+    if (total <= box.h) {
+        top = box.y + (v_align == ALIGN_MIDDLE ? (box.h - total) / 2 : v_align == ALIGN_BOTTOM ? box.h - total : 0);
+    } else {
+        int scroll = std::max(0, std::min(scroll_y, total - box.h));
+        top = v_align == ALIGN_BOTTOM ? box.bottom() - total + scroll : box.y - scroll;
+    }
+    int first = std::max(0, (area.y - top) / lh);
+    int last = std::min(lines - 1, (area.bottom() - 1 - top) / lh);
+    if (last < first) return;
+    canvas->set_clip(area);
+    int ascent = fonts->ascent(m_px_size);
+    const char* text = m_text.c_str();
+    for (int i = first; i <= last; ++i) {
+        int start = m_line_starts[i];
+        int end = i + 1 < lines ? m_line_starts[i + 1] : m_text.length();
+        int width = i + 1 < lines ? m_line_widths[i] : m_last_width;
+        int x = box.x;
+        if (h_align == ALIGN_MIDDLE) x += (box.w - width) / 2;
+        else if (h_align == ALIGN_RIGHT) x += box.w - width;
+        int baseline = top + i * lh + ascent;
+        int pos = start;
+        while (pos < end && x < area.right()) {
+            char c = text[pos];
+            if (m_multi_line && (c == '\n' || c == '\r')) {
+                ++pos;
+                continue;
+            }
+            int32_t cp = cls_font_mgr::decode_utf8(text, end, &pos);
+            const cls_font_mgr::glyph_t* g = fonts->glyph(static_cast<uint32_t>(cp), m_px_size);
+            if (g->mask)
+                canvas->draw_mask(g->mask, g->width, g->height, g->pitch, x + g->bearing_x, baseline - g->bearing_y,
+                                  color);
+            x += g->advance;
+        }
+    }
+    canvas->set_clip(saved);
+}
+
+} // namespace ozgi
