@@ -8,8 +8,16 @@
 //   { }            plain characters (there is no counted repetition)
 //   [...] [^...]   classes; a | inside brackets is the plain character
 //   |  ( )  *  +  ?  .   alternation, grouping, repetition, any character
-// Matching is anchored at the start of the text and backtracks. Failed
-// (node, position) pairs are remembered, so matching time stays polynomial.
+//   \t \n \r \f \v   control characters; \d \s \w (\D \S \W) the usual classes;
+//                  a backslash before any other non-alphanumeric character makes it plain
+// A '.' matches any character but a newline. A '<' or '>' that is not part of
+// <clr> or <name> must be escaped; names are letters, digits and underscores.
+// A <name> passed when no <clr> has been passed captures the empty text.
+// Matching is anchored at the start of the text and backtracks, greedy first.
+// An iteration of * or + (after the first) that consumes nothing fails, so a
+// repetition can't loop in place. Failed (node, position) pairs are remembered,
+// so matching time stays polynomial, and the walk keeps its own stack, so a
+// long text can't overflow the C++ stack.
 #include "ozgi/cls_array.h"
 #include "ozgi/cls_dict.h"
 #include "ozgi/cls_string.h"
@@ -38,6 +46,10 @@ public:
     /// The length of the longest start of the text that any attempt of the last
     /// match() call matched.
     int max_matched_len() const { return m_max_matched_len; }
+    /// Turns the memo of failed (node, position) pairs on (the default) or off.
+    /// Without it matching is plain backtracking, which gives the same results but
+    /// may take exponential time; tests use it to check exactly that.
+    void set_memoise(bool enabled);
 
 private:
     struct impl_t;
