@@ -27,6 +27,8 @@ public:
     int text_scroll_y() const { return m_text_scroll; }
     /// Scrolls the text, clamped to its height; returns whether anything changed.
     bool set_text_scroll_y(int y);
+    /// Moves the text with a finger that moved `dy` pixels down (positive) or up.
+    bool drag_text(int dy);
     /// Whether the text is taller than the label (so a drag scrolls the text).
     bool text_overflows();
     bool is_multi_line() const { return m_multi_line; }

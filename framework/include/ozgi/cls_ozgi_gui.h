@@ -39,11 +39,12 @@ public:
     /// Handles every queued event now (including events they post).
     void handle_posted_events();
 
+    /// The loop's state (display, queue, timers, framebuffer); opaque outside the framework.
+    struct impl_t;
+
 private:
     cls_ozgi_gui();
-    struct impl_t;
     impl_t* m_impl;
-    friend struct gui_loop_access_t;
 };
 
 } // namespace ozgi

@@ -6,6 +6,8 @@
 
 namespace ozgi {
 
+class cls_label;
+
 class cls_page : public cls_event_handler {
 public:
     cls_page();
@@ -46,7 +48,7 @@ private:
     int m_scroll_y;
     // The state of one touch from press to release.
     cls_event_handler* m_pressed;
-    cls_event_handler* m_drag_label;
+    cls_label* m_drag_label;
     int m_press_x, m_press_y, m_last_y;
     bool m_touching;
     bool m_dragging;

@@ -1,0 +1,548 @@
+#include "ozgi/cls_ozgi_gui.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <deque>
+#include <fstream>
+#include <iostream>
+#include <string>
+#include <vector>
+
+#include "ozgi/cls_app_data.h"
+#include "ozgi/cls_button.h"
+#include "ozgi/cls_canvas.h"
+#include "ozgi/cls_font_mgr.h"
+#include "ozgi/cls_icon.h"
+#include "ozgi/cls_input_args.h"
+#include "ozgi/cls_label.h"
+#include "ozgi/cls_log.h"
+#include "ozgi/cls_page.h"
+#include "ozgi/cls_png_writer.h"
+#include "ozgi/cls_process.h"
+#include "ozgi/cls_root_container.h"
+#include "ozgi/cls_timer.h"
+#include "ozgi/cls_ui_res_loader.h"
+#include "ozgi/if_display_backend.h"
+#include "ui/gui_clock.h"
+#include "ui/gui_dump.h"
+
+namespace ozgi {
+
+struct cls_ozgi_gui::impl_t {
+    cls_sp<if_display_backend> backend;
+    cls_root_container* root = nullptr;
+    std::deque<cls_ui_event> queue;
+    std::vector<cls_timer*> timers;
+    cls_array<uint32_t> framebuffer;
+    int width = 0;
+    int height = 0;
+    int rotate = 0;
+    cls_rect dirty;
+    bool quit = false;
+    // The automation script.
+    std::istream* script = nullptr;
+    int script_line = 0;
+};
+
+cls_ozgi_gui* cls_ozgi_gui::ins() {
+    static cls_ozgi_gui* instance = new cls_ozgi_gui();
+    return instance;
+}
+
+cls_ozgi_gui::cls_ozgi_gui() : m_impl(new impl_t()) {}
+
+void cls_ozgi_gui::output_help() {
+    std::printf(
+        "Framework options:\n"
+        "  --ozgi-video=sdl|headless   display: an SDL window, or full screen on a device (sdl, the default), or no display at all (headless)\n"
+        "  --ozgi-script=FILE          run automation commands from FILE (\"-\": standard input) once the first page is shown\n"
+        "  --ozgi-lang=zh_CN           start in Simplified Chinese instead of English (en_US)\n"
+        "  --ozgi-font=PATH[:PATH...]  font files to use, in fallback order, instead of those fontconfig finds\n"
+        "  --ozgi-rotate=0|90|180|270  turn the picture clockwise on the panel (touches are turned back)\n"
+        "  --ozgi-scale=N              enlarge a desktop window N times (default 1)\n"
+        "  --ozgi-fullscreen           use the whole display\n"
+        "  --ozgi-root=LAYOUT          the root container layout (default \"root_container.xml\")\n"
+        "  --ozgi-first-page=LAYOUT    open LAYOUT first instead of the root container's first page\n");
+}
+
+void cls_ozgi_gui::post(const cls_ui_event& event) { m_impl->queue.push_back(event); }
+
+void cls_ozgi_gui::forget_item(cls_event_handler* item) {
+    std::deque<cls_ui_event>& q = m_impl->queue;
+    q.erase(std::remove_if(q.begin(), q.end(), [&](const cls_ui_event& e) { return e.target() == item; }), q.end());
+    std::vector<cls_timer*>& t = m_impl->timers;
+    t.erase(std::remove(t.begin(), t.end(), item), t.end());
+}
+
+void cls_ozgi_gui::quit() { m_impl->quit = true; }
+
+bool cls_ozgi_gui::quitting() const { return m_impl->quit; }
+
+void cls_ozgi_gui::invalidate_rect(int x, int y, int w, int h) {
+    if (m_impl->width <= 0) return;
+    cls_rect r = cls_rect{x, y, w, h}.intersect(cls_rect{0, 0, m_impl->width, m_impl->height});
+    if (r.is_empty()) return;
+    // One bounding rectangle per loop turn: the screen is small and a single
+    // present is cheaper than many.
+    m_impl->dirty = m_impl->dirty.unite(r);
+}
+
+void cls_ozgi_gui::add_timer(cls_timer* timer) {
+    if (std::find(m_impl->timers.begin(), m_impl->timers.end(), timer) == m_impl->timers.end())
+        m_impl->timers.push_back(timer);
+}
+
+void cls_ozgi_gui::remove_timer(cls_timer* timer) {
+    std::vector<cls_timer*>& t = m_impl->timers;
+    t.erase(std::remove(t.begin(), t.end(), timer), t.end());
+}
+
+namespace {
+
+// Posted events handled in one go at most; more wait for the next loop turn, so
+// that a handler that posts itself again cannot starve input and timers.
+const int MAX_EVENTS_PER_TURN = 10000;
+
+void dispatch(cls_root_container* root, const cls_ui_event& e) {
+    cls_event_handler* target = e.target();
+    if (!target) target = root ? root->top_page() : nullptr;
+    if (!target) return;
+    switch (e.event_code()) {
+    case cls_ui_event::EVENT_APP:
+        if (e.text().is_empty()) cls_ozgi_gui::ins()->quit();
+        else target->fire_event(e.text());
+        break;
+    case cls_ui_event::EVENT_KEY: target->on_key_event(e); break;
+    case cls_ui_event::EVENT_TOUCH:
+    case cls_ui_event::EVENT_WHEEL: target->on_touch_event(e); break;
+    default: break;
+    }
+}
+
+} // namespace
+
+void cls_ozgi_gui::handle_posted_events() {
+    for (int n = 0; n < MAX_EVENTS_PER_TURN && !m_impl->queue.empty() && !m_impl->quit; ++n) {
+        cls_ui_event e = m_impl->queue.front();
+        m_impl->queue.pop_front();
+        dispatch(m_impl->root, e);
+    }
+}
+
+namespace {
+
+typedef cls_ozgi_gui::impl_t impl_t;
+
+void handle_input(impl_t* d, const input_t& in) {
+    cls_page* top = d->root ? d->root->top_page() : nullptr;
+    if (in.type == input_t::QUIT) {
+        cls_ozgi_gui::ins()->quit();
+        return;
+    }
+    if (!top) return;
+    switch (in.type) {
+    case input_t::PRESS:
+    case input_t::MOVE:
+    case input_t::RELEASE: {
+        cls_ui_event e(cls_ui_event::EVENT_TOUCH, top);
+        e.set_int_data(0, in.x);
+        e.set_int_data(1, in.y);
+        e.set_int_data(2, in.type == input_t::PRESS ? cls_ui_event::TOUCH_PRESS
+                          : in.type == input_t::MOVE ? cls_ui_event::TOUCH_MOVE
+                                                     : cls_ui_event::TOUCH_RELEASE);
+        top->on_touch_event(e);
+        break;
+    }
+    case input_t::WHEEL: {
+        cls_ui_event e(cls_ui_event::EVENT_WHEEL, top);
+        e.set_int_data(0, in.x);
+        e.set_int_data(1, in.y);
+        e.set_int_data(2, in.wheel_dy);
+        top->on_touch_event(e);
+        break;
+    }
+    case input_t::KEY_DOWN: {
+        cls_ui_event e(cls_ui_event::EVENT_KEY, top);
+        e.set_int_data(0, cls_ui_event::key_code(in.key_name));
+        e.set_int_data(1, 1);
+        e.set_key_name(in.key_name);
+        top->on_key_event(e);
+        break;
+    }
+    default: break;
+    }
+}
+
+void handle_inputs(impl_t* d) {
+    input_t in;
+    while (!d->quit && d->backend->poll_input(&in)) {
+        handle_input(d, in);
+        // Events posted by an input's handler come before the next input.
+        cls_ozgi_gui::ins()->handle_posted_events();
+    }
+}
+
+bool timer_is_live(impl_t* d, cls_timer* t) {
+    // A timer on a page that was just closed stays silent until the page goes.
+    cls_page* p = t->page();
+    if (!p) return true;
+    return p->parent() == d->root;
+}
+
+void fire_due_timers(impl_t* d) {
+    long long now = gui_now_ms();
+    std::vector<cls_timer*> due;
+    for (cls_timer* t : d->timers)
+        if (t->due_ms() <= now) due.push_back(t);
+    for (cls_timer* t : due) {
+        if (d->quit) return;
+        // An earlier handler may have stopped or destroyed this one.
+        if (std::find(d->timers.begin(), d->timers.end(), t) == d->timers.end()) continue;
+        if (!timer_is_live(d, t)) continue;
+        t->fire_if_due(now);
+        cls_ozgi_gui::ins()->handle_posted_events();
+    }
+}
+
+void draw_tree(cls_event_handler* item, cls_canvas* canvas, const cls_rect& dirty) {
+    if (!item->is_visible()) return;
+    int x, y, w, h;
+    item->screen_rect(&x, &y, &w, &h);
+    cls_rect clip = cls_rect{x, y, w, h}.intersect(dirty);
+    if (!clip.is_empty()) {
+        canvas->set_clip(clip);
+        item->on_draw(canvas, x, y);
+    }
+    for (int i = 0; i < item->child_count(); ++i) draw_tree(item->child(i), canvas, dirty);
+}
+
+void repaint(impl_t* d) {
+    if (d->dirty.is_empty() || !d->backend) return;
+    cls_rect dirty = d->dirty;
+    d->dirty = cls_rect{};
+    cls_canvas canvas(d->framebuffer.begin(), d->width, d->height, d->width);
+    canvas.set_clip(dirty);
+    canvas.fill_rect(dirty, cls_color{0, 0, 0, 255});
+    cls_page* top = d->root ? d->root->top_page() : nullptr;
+    if (top) draw_tree(top, &canvas, dirty);
+    d->backend->present(d->framebuffer.begin(), d->width, dirty);
+}
+
+int next_timeout(impl_t* d, int max_wait_ms) {
+    if (!d->queue.empty()) return 0;
+    long long now = gui_now_ms();
+    long long timeout = max_wait_ms;
+    for (cls_timer* t : d->timers) {
+        if (!timer_is_live(d, t)) continue;
+        long long left = t->due_ms() - now;
+        if (left < 0) left = 0;
+        if (timeout < 0 || left < timeout) timeout = left;
+    }
+    return static_cast<int>(timeout);
+}
+
+// Everything that is due now, without waiting.
+void settle(impl_t* d) {
+    handle_inputs(d);
+    cls_ozgi_gui::ins()->handle_posted_events();
+    if (d->root) d->root->destroy_closed_pages();
+    repaint(d);
+}
+
+// One turn of the loop: what is due, then a wait of at most `max_wait_ms`
+// (-1: until something happens) for input, a timer or child-process output.
+void loop_turn(impl_t* d, int max_wait_ms) {
+    settle(d);
+    fire_due_timers(d);
+    settle(d);
+    if (d->quit) return;
+    int fds[64];
+    int n = cls_process::pipe_fds(fds, 64);
+    d->backend->wait(next_timeout(d, max_wait_ms), fds, n);
+    cls_process::pump(0);
+}
+
+// ---- Automation script ----------------------------------------------------
+
+[[noreturn]] void script_fail(impl_t* d, const cls_string& reason) {
+    std::fflush(stdout);
+    std::fprintf(stderr, "Script line %d: %s\n", d->script_line, reason.c_str());
+    std::fflush(stderr);
+    std::_Exit(3);
+}
+
+bool parse_number(const cls_string& text, int* out) {
+    if (text.is_empty()) return false;
+    int i = text[0] == '-' ? 1 : 0;
+    if (i == text.length()) return false;
+    for (; i < text.length(); ++i)
+        if (text[i] < '0' || text[i] > '9') return false;
+    if (text.length() > 9) return false;
+    *out = text.to_int();
+    return true;
+}
+
+void split_words(const cls_string& text, std::vector<cls_string>* words) {
+    int i = 0;
+    while (i < text.length()) {
+        while (i < text.length() && (text[i] == ' ' || text[i] == '\t')) ++i;
+        int start = i;
+        while (i < text.length() && text[i] != ' ' && text[i] != '\t') ++i;
+        if (i > start) words->push_back(text.sub_str(start, i - start));
+    }
+}
+
+void to_physical(impl_t* d, int x, int y, int* px, int* py) {
+    switch (d->rotate) {
+    case 90: *px = d->height - 1 - y; *py = x; break;
+    case 180: *px = d->width - 1 - x; *py = d->height - 1 - y; break;
+    case 270: *px = y; *py = d->width - 1 - x; break;
+    default: *px = x; *py = y; break;
+    }
+}
+
+void inject_touch(impl_t* d, input_t::type_t type, int px, int py) {
+    input_t in;
+    in.type = type;
+    in.x = px;
+    in.y = py;
+    d->backend->inject_input(in);
+}
+
+bool label_shows(const cls_label* l, const cls_string& text) {
+    if (l->text() == text || l->shown_text() == text) return true;
+    return false;
+}
+
+// The item tap_text aims at: the first visible, enabled item of the top page, in
+// creation order, whose own label text or a child label's text is `text`.
+cls_event_handler* find_text_item(cls_event_handler* item, const cls_string& text) {
+    for (int i = 0; i < item->child_count(); ++i) {
+        cls_event_handler* c = item->child(i);
+        if (c->is_visible() && c->is_enabled()) {
+            const cls_label* l = dynamic_cast<const cls_label*>(c);
+            if (l && label_shows(l, text)) return c;
+            for (int j = 0; j < c->child_count(); ++j) {
+                const cls_label* cl = dynamic_cast<const cls_label*>(c->child(j));
+                if (cl && cl->is_visible() && label_shows(cl, text)) return c;
+            }
+        }
+        cls_event_handler* deeper = find_text_item(c, text);
+        if (deeper) return deeper;
+    }
+    return nullptr;
+}
+
+// Whether a visible label of the top page shows `text`, whole or as one of its lines.
+bool page_shows(cls_event_handler* item, const cls_string& text) {
+    for (int i = 0; i < item->child_count(); ++i) {
+        cls_event_handler* c = item->child(i);
+        const cls_label* l = dynamic_cast<const cls_label*>(c);
+        if (l && l->is_visible()) {
+            if (l->shown_text() == text) return true;
+            if (l->is_multi_line()) {
+                cls_array<cls_string> lines;
+                l->shown_text().split_to_lines(&lines);
+                for (int k = 0; k < lines.count(); ++k)
+                    if (lines[k] == text) return true;
+            }
+        }
+        if (page_shows(c, text)) return true;
+    }
+    return false;
+}
+
+void run_command(impl_t* d, const cls_string& line) {
+    std::vector<cls_string> words;
+    split_words(line, &words);
+    const cls_string& cmd = words[0];
+    // The text after the command word, as written (tap_text and wait_text take
+    // texts with blanks).
+    cls_string rest = line;
+    rest.trim_to_str(" \t", true, false);
+    rest = rest.sub_str(cmd.length());
+    rest.trim_to_str(" \t", true, true);
+    cls_page* top = d->root ? d->root->top_page() : nullptr;
+    if (cmd == "tap" || cmd == "press" || cmd == "move" || cmd == "release") {
+        int x = 0, y = 0;
+        if (words.size() != 3 || !parse_number(words[1], &x) || !parse_number(words[2], &y))
+            script_fail(d, cmd + " needs two numbers: " + cmd + " X Y");
+        if (cmd == "tap") {
+            inject_touch(d, input_t::PRESS, x, y);
+            inject_touch(d, input_t::RELEASE, x, y);
+        } else {
+            inject_touch(d, cmd == "press" ? input_t::PRESS : cmd == "move" ? input_t::MOVE : input_t::RELEASE, x, y);
+        }
+    } else if (cmd == "tap_text") {
+        if (rest.is_empty()) script_fail(d, "tap_text needs a text");
+        cls_event_handler* item = top ? find_text_item(top, rest) : nullptr;
+        if (!item) script_fail(d, cls_string("no visible, enabled item shows \"") + rest + "\"");
+        top->scroll_into_view(item);
+        int x, y, w, h;
+        item->screen_rect(&x, &y, &w, &h);
+        int px, py;
+        to_physical(d, x + w / 2, y + h / 2, &px, &py);
+        inject_touch(d, input_t::PRESS, px, py);
+        inject_touch(d, input_t::RELEASE, px, py);
+    } else if (cmd == "key") {
+        if (rest.is_empty()) script_fail(d, "key needs a key name");
+        input_t in;
+        in.type = input_t::KEY_DOWN;
+        in.key_name = rest;
+        d->backend->inject_input(in);
+        in.type = input_t::KEY_UP;
+        d->backend->inject_input(in);
+    } else if (cmd == "wait") {
+        int ms = 0;
+        if (words.size() != 2 || !parse_number(words[1], &ms) || ms < 0) script_fail(d, "wait needs milliseconds: wait MS");
+        long long deadline = gui_now_ms() + ms;
+        for (long long now = gui_now_ms(); now < deadline && !d->quit; now = gui_now_ms())
+            loop_turn(d, static_cast<int>(deadline - now));
+    } else if (cmd == "wait_text") {
+        int ms = 0;
+        int cut = rest.rfind(" ");
+        if (cut <= 0 || !parse_number(rest.sub_str(cut + 1), &ms) || ms < 0)
+            script_fail(d, "wait_text needs a text and milliseconds: wait_text TEXT MS");
+        cls_string text = rest.sub_str(0, cut);
+        text.trim_to_str(" \t", false, true);
+        long long deadline = gui_now_ms() + ms;
+        while (!d->quit) {
+            settle(d);
+            cls_page* p = d->root ? d->root->top_page() : nullptr;
+            if (p && page_shows(p, text)) break;
+            long long now = gui_now_ms();
+            if (now >= deadline) {
+                cls_string why;
+                why.print("\"%s\" was not shown within %d ms", text.c_str(), ms);
+                script_fail(d, why);
+            }
+            loop_turn(d, static_cast<int>(deadline - now));
+        }
+    } else if (cmd == "dump") {
+        if (words.size() != 2) script_fail(d, "dump needs a file name: dump FILE");
+        settle(d);
+        cls_string json = gui_dump_json(d->root);
+        if (words[1] == "-") {
+            std::fwrite(json.c_str(), 1, static_cast<size_t>(json.length()), stdout);
+            std::fflush(stdout);
+        } else {
+            std::ofstream out(words[1].c_str(), std::ios::binary);
+            out.write(json.c_str(), json.length());
+            if (!out) script_fail(d, cls_string("can't write ") + words[1]);
+        }
+    } else if (cmd == "screenshot") {
+        if (words.size() != 2) script_fail(d, "screenshot needs a file name: screenshot FILE");
+        settle(d);
+        cls_array<uint32_t> pixels;
+        int w = 0, h = 0;
+        if (!d->backend->read_physical(&pixels, &w, &h)) script_fail(d, "the display shows nothing to capture");
+        cls_string error;
+        if (!cls_png_writer::write(words[1], pixels.begin(), w, h, w, &error))
+            script_fail(d, cls_string("can't write ") + words[1] + ": " + error);
+    } else if (cmd == "quit") {
+        cls_ozgi_gui::ins()->quit();
+    } else {
+        script_fail(d, cls_string("unknown command \"") + cmd + "\"");
+    }
+    settle(d);
+}
+
+void run_script(impl_t* d) {
+    settle(d);
+    std::string raw;
+    while (!d->quit && std::getline(*d->script, raw)) {
+        ++d->script_line;
+        cls_string line(raw.c_str(), static_cast<int>(raw.size()));
+        line.trim_to_str(" \t\r", true, true);
+        if (line.is_empty() || line[0] == '#') continue;
+        run_command(d, line);
+    }
+    // The end of the script is a quit.
+    cls_ozgi_gui::ins()->quit();
+}
+
+int option_int(const char* name, int fallback) {
+    cls_string value;
+    if (!cls_input_args::ins()->has_arg(name, false, &value)) return fallback;
+    int v = 0;
+    if (!parse_number(value, &v)) OZGI_FATAL("Bad value of %s: \"%s\"", name, value.c_str());
+    return v;
+}
+
+} // namespace
+
+int cls_ozgi_gui::start_gui() {
+    impl_t* d = m_impl;
+    d->quit = false;
+    d->queue.clear();
+    d->timers.clear();
+    d->dirty = cls_rect{};
+    d->script_line = 0;
+    cls_input_args* args = cls_input_args::ins();
+    cls_app_data::ins();
+
+    cls_string video = "sdl", script, font, root_name = "root_container.xml", first_page;
+    args->has_arg("--ozgi-video=", false, &video);
+    bool has_script = args->has_arg("--ozgi-script=", false, &script);
+    if (args->has_arg("--ozgi-font=", false, &font)) cls_font_mgr::ins()->set_font_paths(font);
+    args->has_arg("--ozgi-root=", false, &root_name);
+    args->has_arg("--ozgi-first-page=", false, &first_page);
+    int rotate = option_int("--ozgi-rotate=", 0);
+    int scale = option_int("--ozgi-scale=", 1);
+    bool fullscreen = args->has_arg("--ozgi-fullscreen", true);
+    d->rotate = rotate;
+
+    std::ifstream script_file;
+    if (has_script) {
+        if (script == "-") {
+            d->script = &std::cin;
+        } else {
+            script_file.open(script.c_str());
+            if (!script_file) OZGI_FATAL("Can't read the script %s.", script.c_str());
+            d->script = &script_file;
+        }
+    } else {
+        d->script = nullptr;
+    }
+
+    cls_array<cls_event_handler*> created;
+    cls_ui_res_loader* loader = cls_ui_res_loader::ins();
+    loader->load_resource(loader->load_xml(root_name), nullptr, &created);
+    cls_root_container* root = created.is_empty() ? nullptr : dynamic_cast<cls_root_container*>(created[0]);
+    if (!root) OZGI_FATAL("The layout %s does not describe a cls_root_container.", root_name.c_str());
+    root->set_geometry(0, 0, root->screen_width(), root->screen_height());
+    d->width = root->screen_width();
+    d->height = root->screen_height();
+
+    cls_string error;
+    d->backend = create_display_backend(video, rotate, scale, fullscreen, &error);
+    if (d->backend.is_null()) OZGI_FATAL("Can't use the display %s: %s", video.c_str(), error.c_str());
+    cls_string title = root->window_title().is_empty() ? cls_string("ozgi") : root->window_title();
+    if (!d->backend->open(d->width, d->height, title, &error)) OZGI_FATAL("Can't open the display: %s", error.c_str());
+    d->framebuffer.clear();
+    for (int i = 0; i < d->width * d->height; ++i) d->framebuffer.append(0xff000000u);
+
+    d->root = root;
+    cls_root_container::set_ins(root);
+    invalidate_rect(0, 0, d->width, d->height);
+    if (first_page.is_empty()) first_page = root->first_page();
+    if (first_page.is_empty()) OZGI_FATAL("The layout %s names no first_page.", root_name.c_str());
+    cls_root_container::open_page(first_page, false);
+
+    if (d->script) run_script(d);
+    while (!d->quit) loop_turn(d, -1);
+
+    // Pages go before the display, so that nothing draws into a closed screen.
+    cls_root_container::set_ins(nullptr);
+    d->root = nullptr;
+    ozgi_delete(root);
+    d->queue.clear();
+    d->timers.clear();
+    d->backend = cls_sp<if_display_backend>();
+    d->width = d->height = 0;
+    d->script = nullptr;
+    return 0;
+}
+
+} // namespace ozgi
