@@ -357,11 +357,12 @@ TEST(layouts, every_layout_parses_and_names_only_existing_includes_and_pictures)
         }
         for (const std::string& inc : includes) {
             EXPECT_TRUE(file_exists(k_resource_dir + "xml/" + inc)) << "missing include " << inc;
-            EXPECT_NE(std::find(names.begin(), names.end(), inc), names.end()) << inc << " is not registered";
+            EXPECT_TRUE(ozgi::cls_rom_file_mgr::ins()->has(ozgi::cls_string(("vesk/resource/xml/" + inc).c_str())))
+                << inc << " is not registered";
         }
         for (const std::string& pic : pictures) {
             EXPECT_TRUE(file_exists(k_resource_dir + "icon/" + pic)) << "missing picture " << pic;
-            EXPECT_NE(std::find(k_resources.begin(), k_resources.end(), "icon/" + pic), k_resources.end())
+            EXPECT_TRUE(ozgi::cls_rom_file_mgr::ins()->has(ozgi::cls_string(("vesk/resource/icon/" + pic).c_str())))
                 << pic << " is not registered";
             all_pictures.insert(pic);
         }
