@@ -22,7 +22,8 @@ public:
 
     /// The output that arrived since the previous call; never blocks.
     cls_sp<cls_string> read_to_str();
-    /// Whether the child has ended; never blocks.
+    /// Whether the child has ended; never blocks. Once true, everything the child
+    /// wrote is held for read_to_str.
     bool is_ended();
     /// Waits for the end and returns the exit status (128 + signal for a child
     /// ended by a signal). Output that arrives meanwhile is kept for read_to_str.
@@ -47,6 +48,9 @@ public:
     static int pipe_fds(int* fds, int max);
 
 private:
+    /// Starts the child, capturing its standard error as well when `capture_err`.
+    cls_process(const cls_array<cls_string>& argv, const cls_string& work_dir, bool capture_err);
+
     struct impl_t;
     impl_t* m_impl;
     int m_pid;

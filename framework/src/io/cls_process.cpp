@@ -1,0 +1,350 @@
+#include "ozgi/cls_process.h"
+
+#include <cerrno>
+#include <csignal>
+#include <initializer_list>
+#include <fcntl.h>
+#include <poll.h>
+#include <spawn.h>
+#include <sys/types.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+extern char** environ;
+
+namespace ozgi {
+namespace {
+
+// Reads are done in chunks this large; a smaller chunk only costs system calls.
+constexpr int READ_CHUNK = 64 * 1024;
+// A bigger pipe lets a fast writer run longer between two of our reads. The
+// kernel may refuse it (pipe-max-size); the default then stays.
+constexpr int WANTED_PIPE_SIZE = 1024 * 1024;
+// Longest pause between two exit checks while waiting for a child.
+constexpr int MAX_EXIT_POLL_MS = 10;
+
+// One captured stream of a child: the read end of its pipe and what has been
+// read from it but not yet handed out.
+struct stream_t {
+    int fd = -1;                  // -1 once the pipe reached end of file or was closed
+    int pipe_size = 65536;        // most the pipe can hold, so most a child can leave behind
+    cls_string* pending = nullptr;  // owned; handed over as a whole by take()
+};
+
+// Everything known about one started child. The registry below points at the
+// states of all children whose objects are alive.
+struct child_state_t {
+    pid_t pid = -1;
+    bool exited = false;  // reaped, and its pipes drained after the exit was seen
+    int status = 0;       // exit status as shells report it, valid once exited
+    stream_t out;
+    stream_t err;         // used only by execute_cmd when it is asked for standard error
+};
+
+// All children of the process that still need attention: the live ones whose
+// pipes are drained and that are reaped when they end, and the pids of children
+// whose objects were destroyed while they ran, which are only reaped.
+struct registry_t {
+    cls_array<child_state_t*> live;
+    cls_array<int> orphans;
+    cls_array<struct pollfd> poll_set;   // kept between calls so that polling allocates nothing
+    cls_array<stream_t*> poll_streams;   // the stream each poll_set entry belongs to
+    char* chunk = nullptr;               // the one read buffer all streams share
+};
+
+registry_t& registry() {
+    // Never destroyed: children may still be reaped from static destructors.
+    static registry_t* r = OZGI_NEW(registry_t)();
+    return *r;
+}
+
+int shell_status(int wait_status) {
+    if (WIFEXITED(wait_status)) return WEXITSTATUS(wait_status);
+    if (WIFSIGNALED(wait_status)) return 128 + WTERMSIG(wait_status);
+    return 127;
+}
+
+void close_stream(stream_t* s) {
+    if (s->fd >= 0) ::close(s->fd);
+    s->fd = -1;
+}
+
+// Reads what the pipe holds now, at most about `limit` bytes (a writer that never
+// pauses must not keep us here forever). End of file closes the stream.
+void drain_stream(stream_t* s, long limit) {
+    registry_t& r = registry();
+    if (!r.chunk) r.chunk = static_cast<char*>(cls_mem_mgr::alloc_buf(READ_CHUNK, __FILE__, __func__, __LINE__));
+    long total = 0;
+    while (s->fd >= 0 && total < limit) {
+        ssize_t n = ::read(s->fd, r.chunk, READ_CHUNK);
+        if (n > 0) {
+            if (!s->pending) s->pending = OZGI_NEW(cls_string)();
+            s->pending->append(r.chunk, static_cast<int>(n));
+            total += n;
+        } else if (n == 0) {
+            close_stream(s);
+        } else if (errno == EINTR) {
+            continue;
+        } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
+            break;
+        } else {
+            close_stream(s);
+        }
+    }
+}
+
+// Everything the child wrote before it ended is in its pipe by now, at most one
+// pipe's worth; reading that much takes all of it even if a grandchild that
+// inherited the pipe keeps writing.
+void note_exit(child_state_t* c, int wait_status) {
+    drain_stream(&c->out, c->out.pipe_size);
+    drain_stream(&c->err, c->err.pipe_size);
+    c->status = shell_status(wait_status);
+    c->exited = true;
+}
+
+void check_exit(child_state_t* c) {
+    if (c->exited) return;
+    int ws = 0;
+    pid_t got = ::waitpid(c->pid, &ws, WNOHANG);
+    if (got == c->pid) note_exit(c, ws);
+    else if (got < 0 && errno == ECHILD) note_exit(c, 127 << 8);  // someone else reaped it
+}
+
+void reap_orphans() {
+    registry_t& r = registry();
+    for (int i = r.orphans.count() - 1; i >= 0; --i) {
+        pid_t got = ::waitpid(r.orphans[i], nullptr, WNOHANG);
+        if (got == r.orphans[i] || (got < 0 && errno == ECHILD)) r.orphans.remove_at(i);
+    }
+}
+
+void unregister(child_state_t* c) {
+    registry_t& r = registry();
+    for (int i = 0; i < r.live.count(); ++i) {
+        if (r.live[i] == c) {
+            r.live.remove_at(i);
+            return;
+        }
+    }
+}
+
+int open_pipe(stream_t* s) {
+    int fds[2];
+    if (::pipe2(fds, O_CLOEXEC) != 0) return -1;
+    ::fcntl(fds[0], F_SETFL, ::fcntl(fds[0], F_GETFL) | O_NONBLOCK);
+    ::fcntl(fds[0], F_SETPIPE_SZ, WANTED_PIPE_SIZE);
+    int size = ::fcntl(fds[0], F_GETPIPE_SZ);
+    if (size > 0) s->pipe_size = size;
+    s->fd = fds[0];
+    return fds[1];
+}
+
+cls_sp<cls_string> take(stream_t* s) {
+    cls_string* text = s->pending;
+    s->pending = nullptr;
+    // The buffer itself is handed over, so even a large amount of output is never copied.
+    return cls_sp<cls_string>(text ? text : OZGI_NEW(cls_string)());
+}
+
+// Starts the child; false when it could not be started at all.
+bool spawn(child_state_t* c, const cls_array<cls_string>& argv, const cls_string& work_dir, bool capture_err) {
+    if (argv.is_empty()) return false;
+    int out_w = open_pipe(&c->out);
+    if (out_w < 0) return false;
+    int err_w = -1;
+    if (capture_err) {
+        err_w = open_pipe(&c->err);
+        if (err_w < 0) {
+            ::close(out_w);
+            return false;
+        }
+    }
+
+    // Built before the spawn: the child may only call exec.
+    char** args = static_cast<char**>(
+        cls_mem_mgr::alloc_buf(sizeof(char*) * (argv.count() + 1), __FILE__, __func__, __LINE__));
+    for (int i = 0; i < argv.count(); ++i) args[i] = const_cast<char*>(argv[i].c_str());
+    args[argv.count()] = nullptr;
+
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    if (work_dir.is_not_empty()) posix_spawn_file_actions_addchdir_np(&actions, work_dir.c_str());
+    // dup2 leaves the copy without close-on-exec; the originals close at exec.
+    posix_spawn_file_actions_adddup2(&actions, out_w, STDOUT_FILENO);
+    if (err_w >= 0) posix_spawn_file_actions_adddup2(&actions, err_w, STDERR_FILENO);
+
+    posix_spawnattr_t attr;
+    posix_spawnattr_init(&attr);
+    // Its own process group, so an interrupt reaches the child and all it starts.
+    posix_spawnattr_setpgroup(&attr, 0);
+    // The child starts with ordinary signal handling whatever this program
+    // ignores or blocks; a test that ignored SIGINT or SIGPIPE could not be stopped.
+    sigset_t defaults;
+    sigemptyset(&defaults);
+    for (int sig : {SIGHUP, SIGINT, SIGQUIT, SIGPIPE, SIGALRM, SIGTERM, SIGUSR1, SIGUSR2, SIGCHLD, SIGTSTP, SIGTTIN,
+                    SIGTTOU})
+        sigaddset(&defaults, sig);
+    posix_spawnattr_setsigdefault(&attr, &defaults);
+    sigset_t no_mask;
+    sigemptyset(&no_mask);
+    posix_spawnattr_setsigmask(&attr, &no_mask);
+    posix_spawnattr_setflags(&attr, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
+
+    pid_t pid = -1;
+    // A failed chdir or exec is reported here, and the failed child is already reaped.
+    int rc = ::posix_spawnp(&pid, args[0], &actions, &attr, args, environ);
+
+    posix_spawnattr_destroy(&attr);
+    posix_spawn_file_actions_destroy(&actions);
+    cls_mem_mgr::release_buf(args);
+    ::close(out_w);
+    if (err_w >= 0) ::close(err_w);
+    if (rc != 0) {
+        close_stream(&c->out);
+        close_stream(&c->err);
+        return false;
+    }
+    c->pid = pid;
+    return true;
+}
+
+} // namespace
+
+struct cls_process::impl_t : child_state_t {};
+
+/// Starts the child at once; see the header for what it inherits.
+cls_process::cls_process(const cls_array<cls_string>& argv, const cls_string& work_dir)
+    : cls_process(argv, work_dir, false) {}
+
+/// Starts the child, with its standard error captured as well when `capture_err`.
+cls_process::cls_process(const cls_array<cls_string>& argv, const cls_string& work_dir, bool capture_err)
+    : m_impl(OZGI_NEW(impl_t)()), m_pid(-1) {
+    if (spawn(m_impl, argv, work_dir, capture_err)) {
+        m_pid = m_impl->pid;
+        registry().live.append(m_impl);
+    } else {
+        // Like a shell that cannot find the program: status 127, nothing written.
+        m_impl->exited = true;
+        m_impl->status = 127;
+    }
+}
+
+/// Closes the pipes and forgets the child; a running child is left running and
+/// reaped by a later pump().
+cls_process::~cls_process() {
+    unregister(m_impl);
+    check_exit(m_impl);
+    if (!m_impl->exited) registry().orphans.append(m_impl->pid);
+    close_stream(&m_impl->out);
+    close_stream(&m_impl->err);
+    ozgi_delete(m_impl->out.pending);
+    ozgi_delete(m_impl->err.pending);
+    ozgi_delete(m_impl);
+}
+
+/// Output that arrived since the previous call (possibly empty, never null).
+cls_sp<cls_string> cls_process::read_to_str() {
+    pump(0);
+    return take(&m_impl->out);
+}
+
+/// Polls for the end without blocking. The child counts as ended only once its
+/// output up to the exit has been read from the pipe, so a read_to_str after a
+/// true answer still returns everything it wrote.
+bool cls_process::is_ended() {
+    pump(0);
+    check_exit(m_impl);
+    return m_impl->exited;
+}
+
+/// Blocks until the child ends, draining every live pipe meanwhile, and returns
+/// its status (128 + signal number for a child killed by a signal).
+int cls_process::wait_for_exit() {
+    int pause_ms = 1;
+    for (;;) {
+        check_exit(m_impl);
+        if (m_impl->exited) return m_impl->status;
+        // Output wakes the poll at once; the exit itself is only seen by the
+        // next check, so the pause grows to a small bound.
+        pump(pause_ms);
+        if (pause_ms < MAX_EXIT_POLL_MS) pause_ms *= 2;
+    }
+}
+
+/// Sends SIGINT to the child's process group; nothing once the child is reaped,
+/// since its ids may belong to someone else by then.
+void cls_process::send_int_signal() {
+    check_exit(m_impl);
+    if (m_impl->exited || m_impl->pid <= 0) return;
+    if (::kill(-m_impl->pid, SIGINT) != 0) ::kill(m_impl->pid, SIGINT);
+}
+
+/// Runs `command_line` through /bin/sh -c and returns its standard output.
+cls_sp<cls_string> cls_process::execute_cmd(const cls_string& command_line) {
+    cls_array<cls_string> argv;
+    argv.append("/bin/sh").append("-c").append(command_line);
+    return execute_cmd(argv);
+}
+
+/// Runs argv to completion and returns its standard output (empty when it could not start).
+cls_sp<cls_string> cls_process::execute_cmd(const cls_array<cls_string>& argv) {
+    cls_string* out = OZGI_NEW(cls_string)();
+    execute_cmd(argv, out, nullptr);
+    return cls_sp<cls_string>(out);
+}
+
+/// Runs argv to completion; `out` gets its standard output and `err` its standard
+/// error (which is otherwise inherited). Returns the exit status.
+int cls_process::execute_cmd(const cls_array<cls_string>& argv, cls_string* out, cls_string* err) {
+    cls_process p(argv, cls_string(), err != nullptr);
+    int status = p.wait_for_exit();
+    if (out) *out = *p.read_to_str();
+    if (err) *err = *take(&p.m_impl->err);
+    return status;
+}
+
+/// Waits up to `timeout_ms` for output on any live pipe, drains whatever is
+/// there, notes children that ended and reaps orphaned ones.
+void cls_process::pump(int timeout_ms) {
+    registry_t& r = registry();
+    reap_orphans();
+    r.poll_set.clear();
+    r.poll_streams.clear();
+    for (child_state_t* c : r.live) {
+        for (stream_t* s : {&c->out, &c->err}) {
+            if (s->fd < 0) continue;
+            struct pollfd p;
+            p.fd = s->fd;
+            p.events = POLLIN;
+            p.revents = 0;
+            r.poll_set.append(p);
+            r.poll_streams.append(s);
+        }
+    }
+    if (r.poll_set.is_empty()) {
+        // Nothing to wait for; an endless wait would never end.
+        if (timeout_ms > 0) ::poll(nullptr, 0, timeout_ms);
+    } else if (::poll(r.poll_set.begin(), r.poll_set.count(), timeout_ms) > 0) {
+        for (int i = 0; i < r.poll_set.count(); ++i) {
+            if (r.poll_set[i].revents == 0) continue;
+            stream_t* s = r.poll_streams[i];
+            // Twice the pipe's size: enough to empty it even while the writer refills it.
+            drain_stream(s, 2L * s->pipe_size);
+        }
+    }
+    for (child_state_t* c : r.live) check_exit(c);
+    reap_orphans();
+}
+
+/// Copies the read ends of the live pipes into `fds`; returns how many.
+int cls_process::pipe_fds(int* fds, int max) {
+    int n = 0;
+    for (child_state_t* c : registry().live) {
+        if (c->out.fd >= 0 && n < max) fds[n++] = c->out.fd;
+        if (c->err.fd >= 0 && n < max) fds[n++] = c->err.fd;
+    }
+    return n;
+}
+
+} // namespace ozgi

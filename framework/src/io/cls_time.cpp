@@ -1,0 +1,33 @@
+#include "ozgi/cls_time.h"
+
+#include <time.h>
+
+#include "ozgi/cls_process.h"
+
+namespace ozgi {
+
+/// The current monotonic time, or zero.
+cls_time::cls_time(bool now) : m_ms(now ? now_ms() : 0) {}
+
+/// Milliseconds from this time to now.
+long long cls_time::elapsed_ms() const { return now_ms() - m_ms; }
+
+/// The monotonic clock in milliseconds; it never jumps with the wall clock.
+long long cls_time::now_ms() {
+    struct timespec ts;
+    ::clock_gettime(CLOCK_MONOTONIC, &ts);
+    return static_cast<long long>(ts.tv_sec) * 1000 + ts.tv_nsec / 1000000;
+}
+
+/// Sleeps in poll() on the children's pipes, so their output keeps flowing into
+/// memory and ended children are reaped while the program waits.
+void cls_time::sleep_ms(int ms) {
+    long long deadline = now_ms() + (ms > 0 ? ms : 0);
+    for (;;) {
+        long long left = deadline - now_ms();
+        cls_process::pump(left > 0 ? static_cast<int>(left) : 0);
+        if (left <= 0 || now_ms() >= deadline) return;
+    }
+}
+
+} // namespace ozgi
