@@ -106,11 +106,6 @@ string(APPEND content
   "#include \"ozgi/cls_rom_file_mgr.h\"\n\n"
   "${body}")
 
-# Rewrite only on change, so that an unchanged set of resources does not force a rebuild.
-if(EXISTS "${OUTPUT}")
-  file(READ "${OUTPUT}" old)
-  if(old STREQUAL content)
-    return()
-  endif()
-endif()
+# Always written, even when unchanged: the build tool compares times, and an output
+# older than a touched resource would make it run this script on every build.
 file(WRITE "${OUTPUT}" "${content}")
