@@ -10,6 +10,7 @@
 #include <iterator>
 #include <map>
 #include <memory>
+#include <ostream>
 #include <set>
 #include <sstream>
 #include <string>
@@ -109,6 +110,9 @@ const picture_t k_pictures[] = {
     {"executable.bmp", 64, 64, 32},  {"left_arrow.bmp", 64, 64, 32},  {"battery.bmp", 24, 24, 32},
     {"right_arrow.bmp", 64, 64, 32}, {"pass.bmp", 64, 64, 32},        {"option.bmp", 66, 64, 32},
 };
+
+/// Names the picture in test output instead of dumping the record's bytes.
+void PrintTo(const picture_t& p, std::ostream* os) { *os << p.name; }
 
 class picture_test : public ::testing::TestWithParam<picture_t> {};
 
