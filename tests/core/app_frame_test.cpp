@@ -68,29 +68,29 @@ bool wide_less(const void* a, const void* b, void*) {
 
 } // namespace
 
-TEST(log, log_fatal_writes_one_line_and_exits_with_status_one) {
+TEST(core_log, log_fatal_writes_one_line_and_exits_with_status_one) {
     EXPECT_EXIT(cls_log::log_fatal("some_file.cpp", 7, "value %d and %s", 5, "text"), ExitedWithCode(1),
                 testing::Eq(std::string("FATAL some_file.cpp:7: value 5 and text\n")));
 }
 
-TEST(log, ozgi_fatal_names_the_calling_line) {
+TEST(core_log, ozgi_fatal_names_the_calling_line) {
     const int line = __LINE__ + 1;
     EXPECT_EXIT(OZGI_FATAL("Unrecognized device: %s", "usb"), ExitedWithCode(1),
                 testing::Eq(std::string("FATAL ") + __FILE__ + ":" + std::to_string(line) + ": Unrecognized device: usb\n"));
 }
 
-TEST(log, message_is_written_verbatim) {
+TEST(core_log, message_is_written_verbatim) {
     EXPECT_EXIT(OZGI_FATAL("Can't read stdout, test is not started yet."), ExitedWithCode(1),
                 fatal_line("app_frame_test.cpp", "Can't read stdout, test is not started yet."));
 }
 
-TEST(log, warning_goes_on) {
+TEST(core_log, warning_goes_on) {
     testing::internal::CaptureStderr();
     cls_log::log_warning("careful %d", 3);
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "WARNING: careful 3\n");
 }
 
-TEST(singleton_mgr, releases_run_once_in_reverse_order) {
+TEST(core_singleton_mgr, releases_run_once_in_reverse_order) {
     g_released.clear();
     cls_singleton_mgr::register_singleton_release(release_tag, &g_tags[0]);
     cls_singleton_mgr::register_singleton_release(release_tag, &g_tags[1]);
@@ -109,7 +109,7 @@ void release_registering_another(void*) {
 }
 } // namespace
 
-TEST(singleton_mgr, a_release_may_register_another) {
+TEST(core_singleton_mgr, a_release_may_register_another) {
     g_released.clear();
     cls_singleton_mgr::register_singleton_release(release_tag, &g_tags[1]);
     cls_singleton_mgr::register_singleton_release(release_registering_another, nullptr);
@@ -117,7 +117,7 @@ TEST(singleton_mgr, a_release_may_register_another) {
     EXPECT_EQ(g_released, (std::vector<int>{10, 1, 2}));
 }
 
-TEST(main_func, returns_the_function_value_and_runs_the_releases) {
+TEST(core_main_func, returns_the_function_value_and_runs_the_releases) {
     g_released.clear();
     EXPECT_EQ(if_main::main_func(main_registering_a_release), 42);
     EXPECT_EQ(g_released, (std::vector<int>{4}));
@@ -125,7 +125,7 @@ TEST(main_func, returns_the_function_value_and_runs_the_releases) {
     EXPECT_EQ(g_released, (std::vector<int>{4}));
 }
 
-TEST(input_args, are_read_from_the_process_command_line) {
+TEST(core_input_args, are_read_from_the_process_command_line) {
     std::vector<std::string> expected;
     FILE* f = std::fopen("/proc/self/cmdline", "rb");
     ASSERT_NE(f, nullptr);
@@ -144,7 +144,7 @@ TEST(input_args, are_read_from_the_process_command_line) {
     for (int i = 0; i < args.count(); ++i) EXPECT_EQ(std::string(args[i].c_str()), expected[i]);
 }
 
-TEST(input_args, has_arg_whole_matches_only_the_whole_argument) {
+TEST(core_input_args, has_arg_whole_matches_only_the_whole_argument) {
     args_guard_t guard;
     set_args({"--device=adb", "-h", "--dir=/x"});
     EXPECT_TRUE(cls_input_args::ins()->has_arg("-h", true));
@@ -154,7 +154,7 @@ TEST(input_args, has_arg_whole_matches_only_the_whole_argument) {
     EXPECT_FALSE(cls_input_args::ins()->has_arg("-", true));
 }
 
-TEST(input_args, has_arg_prefix_gives_the_rest) {
+TEST(core_input_args, has_arg_prefix_gives_the_rest) {
     args_guard_t guard;
     set_args({"--device=adb", "--serial-id=", "--dir=/a", "--dir=/b"});
     cls_string value("untouched");
@@ -172,7 +172,7 @@ TEST(input_args, has_arg_prefix_gives_the_rest) {
     EXPECT_STREQ(value.c_str(), "untouched");
 }
 
-TEST(input_args, no_arguments) {
+TEST(core_input_args, no_arguments) {
     args_guard_t guard;
     set_args({});
     EXPECT_FALSE(cls_input_args::ins()->has_arg("", true));
@@ -180,13 +180,13 @@ TEST(input_args, no_arguments) {
     EXPECT_EQ(cls_input_args::ins()->args().count(), 0);
 }
 
-TEST(app_data, language_defaults_to_en_us) {
+TEST(core_app_data, language_defaults_to_en_us) {
     cls_sp<cls_string> language = cls_app_data::ins()->get_data("language");
     ASSERT_TRUE(language.is_not_null());
     EXPECT_STREQ(language->c_str(), "en_US");
 }
 
-TEST(app_data, set_and_get) {
+TEST(core_app_data, set_and_get) {
     cls_sp<cls_string> unset = cls_app_data::ins()->get_data("never set here");
     ASSERT_TRUE(unset.is_not_null());
     EXPECT_STREQ(unset->c_str(), "");
@@ -199,12 +199,12 @@ TEST(app_data, set_and_get) {
     EXPECT_EQ(cls_app_data::ins(), cls_app_data::ins());
 }
 
-TEST(system, env_is_null_when_unset) {
+TEST(core_system, env_is_null_when_unset) {
     ::unsetenv("VESK_CORE_TEST_UNSET_VARIABLE");
     EXPECT_TRUE(if_system::env("VESK_CORE_TEST_UNSET_VARIABLE").is_null());
 }
 
-TEST(system, env_gives_the_value) {
+TEST(core_system, env_gives_the_value) {
     ::setenv("VESK_CORE_TEST_VARIABLE", "serial-123", 1);
     cls_sp<cls_string> value = if_system::env("VESK_CORE_TEST_VARIABLE");
     ASSERT_TRUE(value.is_not_null());
@@ -216,7 +216,7 @@ TEST(system, env_gives_the_value) {
     ::unsetenv("VESK_CORE_TEST_VARIABLE");
 }
 
-TEST(algorithm, quick_sort_sorts_and_passes_the_context) {
+TEST(core_algorithm, quick_sort_sorts_and_passes_the_context) {
     std::vector<int> v;
     unsigned seed = 12345;
     for (int i = 0; i < 5000; ++i) {
@@ -231,7 +231,7 @@ TEST(algorithm, quick_sort_sorts_and_passes_the_context) {
     EXPECT_GT(calls, 0);
 }
 
-TEST(algorithm, quick_sort_of_ordered_reversed_and_equal_inputs) {
+TEST(core_algorithm, quick_sort_of_ordered_reversed_and_equal_inputs) {
     for (int kind = 0; kind < 4; ++kind) {
         std::vector<int> v;
         for (int i = 0; i < 3000; ++i) v.push_back(kind == 0 ? i : kind == 1 ? 3000 - i : kind == 2 ? 7 : (i % 2 ? i : -i));
@@ -242,7 +242,7 @@ TEST(algorithm, quick_sort_of_ordered_reversed_and_equal_inputs) {
     }
 }
 
-TEST(algorithm, quick_sort_of_zero_and_one_element) {
+TEST(core_algorithm, quick_sort_of_zero_and_one_element) {
     int one = 5;
     int calls = 0;
     if_algorithm::quick_sort(&one, 1, sizeof(int), &calls, int_less);
@@ -251,7 +251,7 @@ TEST(algorithm, quick_sort_of_zero_and_one_element) {
     EXPECT_EQ(calls, 0);
 }
 
-TEST(algorithm, quick_sort_of_wide_elements) {
+TEST(core_algorithm, quick_sort_of_wide_elements) {
     std::vector<wide_t> v(100);
     for (int i = 0; i < 100; ++i) {
         v[i].key = (i * 37) % 100;
@@ -264,14 +264,14 @@ TEST(algorithm, quick_sort_of_wide_elements) {
     }
 }
 
-TEST(algorithm, comp_func_with_less_operator_ignores_the_context) {
+TEST(core_algorithm, comp_func_with_less_operator_ignores_the_context) {
     cls_string a("B"), b("a");
     EXPECT_TRUE(comp_func_with_less_operator<cls_string>(&a, &b, nullptr));
     EXPECT_FALSE(comp_func_with_less_operator<cls_string>(&b, &a, &a));
     EXPECT_FALSE(comp_func_with_less_operator<cls_string>(&a, &a, nullptr));
 }
 
-TEST(rom_file_mgr, registered_files_are_found_by_name) {
+TEST(core_rom_file_mgr, registered_files_are_found_by_name) {
     static const char data[] = "<ui_text_dict/>";
     static const char newer[] = "<x/>";
     cls_rom_file_mgr* rom = cls_rom_file_mgr::ins();

@@ -19,7 +19,7 @@ const char* text(const cls_fixed_point& fp) {
 
 } // namespace
 
-TEST(fixed_point, quarter_added_four_times_with_width_two_is_1_00) {
+TEST(core_fixed_point, quarter_added_four_times_with_width_two_is_1_00) {
     cls_fixed_point sum("0");
     sum.set_fractional_width(2);
     for (int i = 0; i < 4; ++i) sum += cls_fixed_point("0.25");
@@ -32,21 +32,21 @@ TEST(fixed_point, quarter_added_four_times_with_width_two_is_1_00) {
     EXPECT_STREQ(text(late), "1.00");
 }
 
-TEST(fixed_point, negative_half) {
+TEST(core_fixed_point, negative_half) {
     EXPECT_STREQ(text(cls_fixed_point("-0.5")), "-0.5");
     EXPECT_STREQ(text(cls_fixed_point("0") - cls_fixed_point("0.5")), "-0.5");
     EXPECT_STREQ(text(-cls_fixed_point("0.5")), "-0.5");
     EXPECT_STREQ(text(cls_fixed_point("-.5")), "-0.5");
 }
 
-TEST(fixed_point, whole_numbers_show_no_point) {
+TEST(core_fixed_point, whole_numbers_show_no_point) {
     EXPECT_STREQ(text(cls_fixed_point("250") - cls_fixed_point("0")), "250");
     EXPECT_STREQ(text(cls_fixed_point("-3")), "-3");
     EXPECT_STREQ(text(cls_fixed_point("0")), "0");
     EXPECT_STREQ(text(cls_fixed_point()), "0");
 }
 
-TEST(fixed_point, parse_keeps_the_written_decimals) {
+TEST(core_fixed_point, parse_keeps_the_written_decimals) {
     EXPECT_STREQ(text(cls_fixed_point("12.50")), "12.50");
     EXPECT_EQ(cls_fixed_point("12.50").scale(), 2u);
     EXPECT_EQ(cls_fixed_point("12.50").mantissa(), 1250);
@@ -56,26 +56,26 @@ TEST(fixed_point, parse_keeps_the_written_decimals) {
     EXPECT_STREQ(text(cls_fixed_point(cls_string("-0.001"))), "-0.001");
 }
 
-TEST(fixed_point, parse_of_point_five_without_leading_zero) {
+TEST(core_fixed_point, parse_of_point_five_without_leading_zero) {
     cls_fixed_point fp(".5");
     EXPECT_STREQ(text(fp), "0.5");
     EXPECT_EQ(fp.mantissa(), 5);
     EXPECT_EQ(fp.scale(), 1u);
 }
 
-TEST(fixed_point, parse_stops_at_the_second_point) {
+TEST(core_fixed_point, parse_stops_at_the_second_point) {
     EXPECT_STREQ(text(cls_fixed_point("1.2.3")), "1.2");
     EXPECT_TRUE(cls_fixed_point("1.2.3") == cls_fixed_point("1.2"));
 }
 
-TEST(fixed_point, parse_stops_at_the_first_other_character) {
+TEST(core_fixed_point, parse_stops_at_the_first_other_character) {
     EXPECT_STREQ(text(cls_fixed_point("5x")), "5");
     EXPECT_STREQ(text(cls_fixed_point("3.5 V")), "3.5");
     EXPECT_STREQ(text(cls_fixed_point("1e5")), "1");
     EXPECT_STREQ(text(cls_fixed_point("5.")), "5");
 }
 
-TEST(fixed_point, parse_of_non_numbers_gives_zero) {
+TEST(core_fixed_point, parse_of_non_numbers_gives_zero) {
     for (const char* s : {"", "abc", "-", "+", ".", "-.", " ", "x1", "--1", "+-1", "\xe4\xb8\x80"}) {
         cls_fixed_point fp(s);
         EXPECT_STREQ(text(fp), "0") << '"' << s << '"';
@@ -84,7 +84,7 @@ TEST(fixed_point, parse_of_non_numbers_gives_zero) {
     }
 }
 
-TEST(fixed_point, from_mantissa_and_width) {
+TEST(core_fixed_point, from_mantissa_and_width) {
     EXPECT_STREQ(text(cls_fixed_point(1234, 2)), "12.34");
     EXPECT_STREQ(text(cls_fixed_point(-5, 3)), "-0.005");
     EXPECT_STREQ(text(cls_fixed_point(7, 0)), "7");
@@ -93,7 +93,7 @@ TEST(fixed_point, from_mantissa_and_width) {
     EXPECT_STREQ(text(cls_fixed_point(LLONG_MIN, 18)), "-9.223372036854775808");
 }
 
-TEST(fixed_point, mixing_scales_keeps_the_larger_scale) {
+TEST(core_fixed_point, mixing_scales_keeps_the_larger_scale) {
     cls_fixed_point a("1.5");
     a += cls_fixed_point("0.25");
     EXPECT_STREQ(text(a), "1.75");
@@ -104,14 +104,14 @@ TEST(fixed_point, mixing_scales_keeps_the_larger_scale) {
     EXPECT_STREQ(text(cls_fixed_point("0.5") - cls_fixed_point("0.75")), "-0.25");
 }
 
-TEST(fixed_point, plus_equals_returns_itself) {
+TEST(core_fixed_point, plus_equals_returns_itself) {
     cls_fixed_point a("1");
     cls_fixed_point& same = (a += cls_fixed_point("2"));
     EXPECT_EQ(&same, &a);
     EXPECT_STREQ(text(a), "3");
 }
 
-TEST(fixed_point, width_rounds_half_away_from_zero) {
+TEST(core_fixed_point, width_rounds_half_away_from_zero) {
     struct case_t {
         const char* in;
         int width;
@@ -130,7 +130,7 @@ TEST(fixed_point, width_rounds_half_away_from_zero) {
     }
 }
 
-TEST(fixed_point, width_adds_zeros_when_it_grows) {
+TEST(core_fixed_point, width_adds_zeros_when_it_grows) {
     cls_fixed_point fp("3");
     fp.set_fractional_width(3);
     EXPECT_STREQ(text(fp), "3.000");
@@ -139,7 +139,7 @@ TEST(fixed_point, width_adds_zeros_when_it_grows) {
     EXPECT_STREQ(text(half), "-0.50");
 }
 
-TEST(fixed_point, width_holds_through_later_arithmetic) {
+TEST(core_fixed_point, width_holds_through_later_arithmetic) {
     cls_fixed_point fp("0.5");
     fp.set_fractional_width(1);
     fp += cls_fixed_point("0.25");
@@ -148,7 +148,7 @@ TEST(fixed_point, width_holds_through_later_arithmetic) {
     EXPECT_STREQ(text(fp), "1.0");
 }
 
-TEST(fixed_point, width_minus_one_shows_what_arithmetic_produced) {
+TEST(core_fixed_point, width_minus_one_shows_what_arithmetic_produced) {
     cls_fixed_point fp("0.5");
     EXPECT_EQ(fp.fractional_width(), -1);
     fp += cls_fixed_point("0.25");
@@ -163,7 +163,7 @@ TEST(fixed_point, width_minus_one_shows_what_arithmetic_produced) {
     EXPECT_STREQ(text(fp), "0.7501");
 }
 
-TEST(fixed_point, comparisons_are_exact_across_scales) {
+TEST(core_fixed_point, comparisons_are_exact_across_scales) {
     EXPECT_TRUE(cls_fixed_point("0.5") == cls_fixed_point("0.50"));
     EXPECT_FALSE(cls_fixed_point("0.5") != cls_fixed_point("0.50"));
     EXPECT_TRUE(cls_fixed_point("1") > cls_fixed_point("0.99"));
@@ -176,7 +176,7 @@ TEST(fixed_point, comparisons_are_exact_across_scales) {
     EXPECT_TRUE(cls_fixed_point(LLONG_MAX, 0) > cls_fixed_point(LLONG_MAX, 18));
 }
 
-TEST(fixed_point, comparisons_with_integers) {
+TEST(core_fixed_point, comparisons_with_integers) {
     EXPECT_TRUE(cls_fixed_point("0.5") < 1LL);
     EXPECT_FALSE(cls_fixed_point("1.0") < 1LL);
     EXPECT_TRUE(cls_fixed_point("-0.1") < 0LL);
@@ -186,30 +186,30 @@ TEST(fixed_point, comparisons_with_integers) {
     EXPECT_FALSE(1LL <= cls_fixed_point("0.5"));
 }
 
-TEST(fixed_point, unary_minus) {
+TEST(core_fixed_point, unary_minus) {
     EXPECT_STREQ(text(-cls_fixed_point("2.50")), "-2.50");
     EXPECT_STREQ(text(-cls_fixed_point("-7")), "7");
     EXPECT_STREQ(text(-cls_fixed_point("0")), "0");
 }
 
-TEST(fixed_point, parse_overflow_is_fatal) {
+TEST(core_fixed_point, parse_overflow_is_fatal) {
     EXPECT_EXIT(cls_fixed_point("99999999999999999999"), ExitedWithCode(1),
                 fatal_line("cls_fixed_point.cpp", "Fixed point overflow: \"99999999999999999999\" does not fit 64 bits."));
 }
 
-TEST(fixed_point, addition_overflow_is_fatal) {
+TEST(core_fixed_point, addition_overflow_is_fatal) {
     cls_fixed_point big(LLONG_MAX, 0);
     EXPECT_EXIT(big += cls_fixed_point(1, 0), ExitedWithCode(1),
                 fatal_line("cls_fixed_point.cpp", "Fixed point overflow: the value does not fit 64 bits."));
 }
 
-TEST(fixed_point, subtraction_overflow_is_fatal) {
+TEST(core_fixed_point, subtraction_overflow_is_fatal) {
     cls_fixed_point low(LLONG_MIN + 1, 0);
     EXPECT_EXIT(low - cls_fixed_point(2, 0), ExitedWithCode(1),
                 fatal_line("cls_fixed_point.cpp", "Fixed point overflow: the value does not fit 64 bits."));
 }
 
-TEST(fixed_point, rescaling_overflow_is_fatal) {
+TEST(core_fixed_point, rescaling_overflow_is_fatal) {
     cls_fixed_point big(LLONG_MAX / 10 + 1, 0);
     EXPECT_EXIT(big + cls_fixed_point("0.1"), ExitedWithCode(1),
                 fatal_line("cls_fixed_point.cpp", "Fixed point overflow: the value does not fit 64 bits."));
@@ -217,13 +217,13 @@ TEST(fixed_point, rescaling_overflow_is_fatal) {
                 fatal_line("cls_fixed_point.cpp", "Fixed point overflow: the value does not fit 64 bits."));
 }
 
-TEST(fixed_point, negating_the_lowest_value_is_fatal) {
+TEST(core_fixed_point, negating_the_lowest_value_is_fatal) {
     cls_fixed_point lowest(LLONG_MIN, 0);
     EXPECT_EXIT(-lowest, ExitedWithCode(1),
                 fatal_line("cls_fixed_point.cpp", "Fixed point overflow: the value does not fit 64 bits."));
 }
 
-TEST(fixed_point, width_above_eighteen_is_fatal) {
+TEST(core_fixed_point, width_above_eighteen_is_fatal) {
     cls_fixed_point fp("1");
     EXPECT_EXIT(fp.set_fractional_width(19), ExitedWithCode(1),
                 fatal_line("cls_fixed_point.cpp", "Fixed point width 19 is too large, at most 18 decimals are kept."));
@@ -231,7 +231,7 @@ TEST(fixed_point, width_above_eighteen_is_fatal) {
                 fatal_line("cls_fixed_point.cpp", "Fixed point width 20 is too large, at most 18 decimals are kept."));
 }
 
-TEST(fixed_point, decimals_beyond_eighteen_are_dropped_when_parsing) {
+TEST(core_fixed_point, decimals_beyond_eighteen_are_dropped_when_parsing) {
     cls_fixed_point fp("0.1234567890123456789");
     EXPECT_EQ(fp.scale(), 18u);
     EXPECT_STREQ(text(fp), "0.123456789012345678");

@@ -167,7 +167,7 @@ TEST(core_leak_child, leaks_one_block) {
     EXPECT_EQ(cls_mem_mgr::live_blocks(), cls_mem_mgr::is_tracking() ? 1 : 0);
 }
 
-TEST(leak_check, arrays_shared_pointers_and_trees_leave_no_live_block) {
+TEST(core_leak_check, arrays_shared_pointers_and_trees_leave_no_live_block) {
     child_result_t r = run_child("creates_and_destroys", {"OZGI_MEM_REPORT=1"});
     EXPECT_EQ(r.exit_status, 0) << r.out << r.err;
     EXPECT_NE(r.out.find("[       OK ] core_leak_child.creates_and_destroys"), std::string::npos) << r.out;
@@ -175,7 +175,7 @@ TEST(leak_check, arrays_shared_pointers_and_trees_leave_no_live_block) {
     EXPECT_EQ(r.err.find("ozgi: live block of"), std::string::npos) << r.err;
 }
 
-TEST(leak_check, a_leak_is_reported_with_its_tags) {
+TEST(core_leak_check, a_leak_is_reported_with_its_tags) {
     child_result_t r = run_child("leaks_one_block", {"OZGI_MEM_REPORT=1"});
     EXPECT_EQ(r.exit_status, 0) << r.out << r.err;
     std::string expected = std::string("ozgi: live block of 24 bytes, type 0, allocated by leak_one_block at ") + __FILE__ +
@@ -184,7 +184,7 @@ TEST(leak_check, a_leak_is_reported_with_its_tags) {
     EXPECT_NE(r.err.find("ozgi: 1 live block(s) at exit\n"), std::string::npos) << r.err;
 }
 
-TEST(leak_check, nothing_is_reported_without_the_variable) {
+TEST(core_leak_check, nothing_is_reported_without_the_variable) {
     child_result_t r = run_child("leaks_one_block", {});
     EXPECT_EQ(r.exit_status, 0) << r.out << r.err;
     EXPECT_NE(r.out.find("[       OK ] core_leak_child.leaks_one_block"), std::string::npos) << r.out;

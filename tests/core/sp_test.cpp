@@ -41,7 +41,7 @@ struct element_t {
 
 } // namespace
 
-TEST(sp, object_is_deleted_through_its_virtual_destructor) {
+TEST(core_sp, object_is_deleted_through_its_virtual_destructor) {
     g_base_deleted = g_derived_deleted = 0;
     derived_t* d = OZGI_NEW(derived_t)();
     base_t* b = d;
@@ -57,7 +57,7 @@ TEST(sp, object_is_deleted_through_its_virtual_destructor) {
     EXPECT_EQ(g_base_deleted, 1);
 }
 
-TEST(sp, array_elements_are_destroyed_last_first) {
+TEST(core_sp, array_elements_are_destroyed_last_first) {
     g_element_order.clear();
     element_t* elements = OZGI_NEW_ARRAY(element_t, 3);
     EXPECT_EQ(cls_mem_mgr::mem_type(elements), cls_mem_mgr::MEM_ARRAY);
@@ -71,7 +71,7 @@ TEST(sp, array_elements_are_destroyed_last_first) {
     EXPECT_EQ(g_element_order, (std::vector<int>{2, 1, 0}));
 }
 
-TEST(sp, empty_array_is_released) {
+TEST(core_sp, empty_array_is_released) {
     g_element_order.clear();
     {
         cls_sp<element_t> sp(OZGI_NEW_ARRAY(element_t, 0));
@@ -81,7 +81,7 @@ TEST(sp, empty_array_is_released) {
     EXPECT_TRUE(g_element_order.empty());
 }
 
-TEST(sp, plain_buffer_is_freed_as_is) {
+TEST(core_sp, plain_buffer_is_freed_as_is) {
     char* buffer = static_cast<char*>(cls_mem_mgr::alloc_buf(16, __FILE__, __func__, __LINE__));
     EXPECT_EQ(cls_mem_mgr::mem_type(buffer), cls_mem_mgr::MEM_BUFFER);
     buffer[0] = 'k';
@@ -91,7 +91,7 @@ TEST(sp, plain_buffer_is_freed_as_is) {
     EXPECT_TRUE(sp.is_null());
 }
 
-TEST(sp, copies_share_one_count) {
+TEST(core_sp, copies_share_one_count) {
     cls_sp<cls_string> a(OZGI_NEW(cls_string)("shared"));
     EXPECT_EQ(a.ref_count(), 1);
     {
@@ -109,7 +109,7 @@ TEST(sp, copies_share_one_count) {
     EXPECT_STREQ(a->c_str(), "shared");
 }
 
-TEST(sp, assigning_a_raw_pointer_releases_then_adopts) {
+TEST(core_sp, assigning_a_raw_pointer_releases_then_adopts) {
     g_base_deleted = g_derived_deleted = 0;
     cls_sp<base_t> a(OZGI_NEW(base_t)());
     cls_sp<base_t> b(a);
@@ -125,7 +125,7 @@ TEST(sp, assigning_a_raw_pointer_releases_then_adopts) {
     EXPECT_EQ(g_base_deleted, 2);
 }
 
-TEST(sp, assigning_another_pointer_releases_the_old_object) {
+TEST(core_sp, assigning_another_pointer_releases_the_old_object) {
     g_base_deleted = 0;
     cls_sp<base_t> a(OZGI_NEW(base_t)());
     cls_sp<base_t> b(OZGI_NEW(base_t)());
@@ -134,7 +134,7 @@ TEST(sp, assigning_another_pointer_releases_the_old_object) {
     EXPECT_EQ(b.ref_count(), 2);
 }
 
-TEST(sp, null_pointer) {
+TEST(core_sp, null_pointer) {
     cls_sp<cls_string> none;
     EXPECT_TRUE(none.is_null());
     EXPECT_FALSE(none.is_not_null());
@@ -150,7 +150,7 @@ TEST(sp, null_pointer) {
     EXPECT_TRUE(static_cast<bool>(some));
 }
 
-TEST(sp, a_pointer_not_from_the_memory_manager_is_fatal) {
+TEST(core_sp, a_pointer_not_from_the_memory_manager_is_fatal) {
     // A block made with plain new has no tracking header in front of it; to keep the
     // check from reading outside any allocation, the object sits inside a larger one.
     struct holder_t {

@@ -33,7 +33,7 @@ cls_sp<cls_string> lines_of(const char* text) {
 
 } // namespace
 
-TEST(string, constructors) {
+TEST(core_string, constructors) {
     EXPECT_STREQ(cls_string().c_str(), "");
     EXPECT_TRUE(cls_string().is_empty());
     EXPECT_STREQ(cls_string("abc").c_str(), "abc");
@@ -50,7 +50,7 @@ TEST(string, constructors) {
     EXPECT_STREQ(copy.c_str(), "copy me");
 }
 
-TEST(string, bytes_with_nul_inside) {
+TEST(core_string, bytes_with_nul_inside) {
     cls_string s("a\0b", 3);
     EXPECT_EQ(s.length(), 3);
     EXPECT_EQ(s[1], '\0');
@@ -58,7 +58,7 @@ TEST(string, bytes_with_nul_inside) {
     EXPECT_FALSE(s == cls_string("a\0c", 3));
 }
 
-TEST(string, assignment) {
+TEST(core_string, assignment) {
     cls_string s("start");
     s = "next";
     EXPECT_STREQ(s.c_str(), "next");
@@ -73,7 +73,7 @@ TEST(string, assignment) {
     EXPECT_TRUE(s.is_empty());
 }
 
-TEST(string, concatenation) {
+TEST(core_string, concatenation) {
     cls_string a("ab");
     EXPECT_STREQ((a + cls_string("cd")).c_str(), "abcd");
     EXPECT_STREQ((a + "cd").c_str(), "abcd");
@@ -93,14 +93,14 @@ TEST(string, concatenation) {
     EXPECT_STREQ(a.c_str(), "ab123ab123123");
 }
 
-TEST(string, long_appends) {
+TEST(core_string, long_appends) {
     cls_string s;
     for (int i = 0; i < 100000; ++i) s += static_cast<char>('a' + i % 26);
     EXPECT_EQ(s.length(), 100000);
     EXPECT_EQ(s[99999], static_cast<char>('a' + 99999 % 26));
 }
 
-TEST(string, equality) {
+TEST(core_string, equality) {
     EXPECT_TRUE(cls_string("abc") == "abc");
     EXPECT_FALSE(cls_string("abc") == "abcd");
     EXPECT_FALSE(cls_string("abc") == "ab");
@@ -112,7 +112,7 @@ TEST(string, equality) {
     EXPECT_TRUE(cls_string() == cls_string(""));
 }
 
-TEST(string, less_is_byte_order) {
+TEST(core_string, less_is_byte_order) {
     EXPECT_TRUE(cls_string("B") < cls_string("a"));
     EXPECT_FALSE(cls_string("a") < cls_string("B"));
     EXPECT_TRUE(cls_string("10") < cls_string("9"));
@@ -125,7 +125,7 @@ TEST(string, less_is_byte_order) {
     EXPECT_TRUE(cls_string("z") < cls_string("\xc3\xa9"));
 }
 
-TEST(string, clear_and_reserve) {
+TEST(core_string, clear_and_reserve) {
     cls_string s("text");
     s.clear();
     EXPECT_TRUE(s.is_empty());
@@ -137,7 +137,7 @@ TEST(string, clear_and_reserve) {
     EXPECT_TRUE(s.is_not_empty());
 }
 
-TEST(string, print_replaces_the_contents) {
+TEST(core_string, print_replaces_the_contents) {
     cls_string s("old text");
     EXPECT_STREQ(s.print("%d-%s", 42, "x").c_str(), "42-x");
     EXPECT_STREQ(s.print("%s", "").c_str(), "");
@@ -148,7 +148,7 @@ TEST(string, print_replaces_the_contents) {
     EXPECT_STREQ(s.print("Exit code:%d", -1).c_str(), "Exit code:-1");
 }
 
-TEST(string, to_str_forms) {
+TEST(core_string, to_str_forms) {
     cls_string s("old");
     int v = -123;
     EXPECT_STREQ(s.to_str(&v).c_str(), "-123");
@@ -165,7 +165,7 @@ TEST(string, to_str_forms) {
     EXPECT_STREQ(s.to_str(static_cast<const void*>(&v)).c_str(), expected);
 }
 
-TEST(string, to_int_plain_numbers) {
+TEST(core_string, to_int_plain_numbers) {
     EXPECT_EQ(cls_string("0").to_int(), 0);
     EXPECT_EQ(cls_string("42").to_int(), 42);
     EXPECT_EQ(cls_string("-17").to_int(), -17);
@@ -175,14 +175,14 @@ TEST(string, to_int_plain_numbers) {
     EXPECT_EQ(cls_string("-2147483648").to_int(), -2147483647 - 1);
 }
 
-TEST(string, to_int_accepts_leading_blanks_and_one_sign) {
+TEST(core_string, to_int_accepts_leading_blanks_and_one_sign) {
     EXPECT_EQ(cls_string("   12").to_int(), 12);
     EXPECT_EQ(cls_string("\t -5").to_int(), -5);
     EXPECT_EQ(cls_string("--5").to_int(), 0);
     EXPECT_EQ(cls_string("- 5").to_int(), 0);
 }
 
-TEST(string, to_int_stops_at_garbage) {
+TEST(core_string, to_int_stops_at_garbage) {
     EXPECT_EQ(cls_string("12abc").to_int(), 12);
     EXPECT_EQ(cls_string("3.9").to_int(), 3);
     EXPECT_EQ(cls_string("1 2").to_int(), 1);
@@ -192,12 +192,12 @@ TEST(string, to_int_stops_at_garbage) {
     EXPECT_EQ(cls_string("0x10").to_int(), 0);
 }
 
-TEST(string, to_int_saturates_instead_of_wrapping) {
+TEST(core_string, to_int_saturates_instead_of_wrapping) {
     EXPECT_EQ(cls_string("99999999999").to_int(), 2147483647);
     EXPECT_EQ(cls_string("-99999999999").to_int(), -2147483647 - 1);
 }
 
-TEST(string, has_and_find_char) {
+TEST(core_string, has_and_find_char) {
     cls_string s("a/b/c");
     EXPECT_TRUE(s.has('/'));
     EXPECT_FALSE(s.has('x'));
@@ -211,7 +211,7 @@ TEST(string, has_and_find_char) {
     EXPECT_EQ(cls_string().find('a'), -1);
 }
 
-TEST(string, find_text) {
+TEST(core_string, find_text) {
     cls_string s("one two one");
     EXPECT_EQ(s.find("one"), 0);
     EXPECT_EQ(s.find("one", 1), 8);
@@ -225,7 +225,7 @@ TEST(string, find_text) {
     EXPECT_EQ(cls_string().find(""), 0);
 }
 
-TEST(string, rfind_from_the_end) {
+TEST(core_string, rfind_from_the_end) {
     cls_string s("a/b/c");
     EXPECT_EQ(s.rfind("/"), 3);
     EXPECT_EQ(s.rfind("/", -1), 3);
@@ -233,7 +233,7 @@ TEST(string, rfind_from_the_end) {
     EXPECT_EQ(s.rfind("c"), 4);
 }
 
-TEST(string, rfind_from_a_position) {
+TEST(core_string, rfind_from_a_position) {
     cls_string s("abcabc");
     EXPECT_EQ(s.rfind("abc", 5), 3);
     EXPECT_EQ(s.rfind("abc", 3), 3);
@@ -242,7 +242,7 @@ TEST(string, rfind_from_a_position) {
     EXPECT_EQ(s.rfind("bc", 0), -1);
 }
 
-TEST(string, rfind_of_absent_text_is_minus_one) {
+TEST(core_string, rfind_of_absent_text_is_minus_one) {
     EXPECT_EQ(cls_string("a/b/c").rfind("x"), cls_string::NOT_FOUND);
     EXPECT_EQ(cls_string::NOT_FOUND, -1);
     EXPECT_EQ(cls_string("abc").rfind("abcd"), -1);
@@ -250,13 +250,13 @@ TEST(string, rfind_of_absent_text_is_minus_one) {
     EXPECT_EQ(cls_string("abc").rfind("c", 1), -1);
 }
 
-TEST(string, rfind_of_empty_text) {
+TEST(core_string, rfind_of_empty_text) {
     EXPECT_EQ(cls_string("abc").rfind(""), 3);
     EXPECT_EQ(cls_string("abc").rfind("", 1), 1);
     EXPECT_EQ(cls_string().rfind(""), 0);
 }
 
-TEST(string, begin_with_gives_the_rest) {
+TEST(core_string, begin_with_gives_the_rest) {
     cls_string rest("untouched");
     EXPECT_TRUE(cls_string("--device=adb").begin_with("--device=", &rest));
     EXPECT_STREQ(rest.c_str(), "adb");
@@ -274,13 +274,13 @@ TEST(string, begin_with_gives_the_rest) {
     EXPECT_FALSE(cls_string().begin_with("a"));
 }
 
-TEST(string, begin_with_may_write_the_rest_into_the_string_itself) {
+TEST(core_string, begin_with_may_write_the_rest_into_the_string_itself) {
     cls_string s("direct_exec.test");
     EXPECT_TRUE(s.begin_with("direct_exec.", &s));
     EXPECT_STREQ(s.c_str(), "test");
 }
 
-TEST(string, not_begin_with_and_end_with) {
+TEST(core_string, not_begin_with_and_end_with) {
     EXPECT_TRUE(cls_string("abc").not_begin_with("b"));
     EXPECT_FALSE(cls_string("abc").not_begin_with("a"));
     EXPECT_TRUE(cls_string("abc").end_with("bc"));
@@ -291,7 +291,7 @@ TEST(string, not_begin_with_and_end_with) {
     EXPECT_TRUE(cls_string().end_with(""));
 }
 
-TEST(string, sub_str) {
+TEST(core_string, sub_str) {
     cls_string s("hello world");
     EXPECT_STREQ(s.sub_str(6).c_str(), "world");
     EXPECT_STREQ(s.sub_str(6, -1).c_str(), "world");
@@ -306,7 +306,7 @@ TEST(string, sub_str) {
     EXPECT_STREQ(s.c_str(), "hello world");
 }
 
-TEST(string, to_sub_str_cuts_in_place) {
+TEST(core_string, to_sub_str_cuts_in_place) {
     cls_string s("hello world");
     cls_string& same = s.to_sub_str(3, 5);
     EXPECT_EQ(&same, &s);
@@ -317,7 +317,7 @@ TEST(string, to_sub_str_cuts_in_place) {
     EXPECT_STREQ(s.c_str(), "");
 }
 
-TEST(string, get_sub_str_fields) {
+TEST(core_string, get_sub_str_fields) {
     cls_string s("a,bb,,ccc");
     cls_string out;
     EXPECT_TRUE(s.get_sub_str(0, ',', &out));
@@ -336,7 +336,7 @@ TEST(string, get_sub_str_fields) {
     EXPECT_STREQ(out.c_str(), "");
 }
 
-TEST(string, get_sub_str_without_separator_and_at_the_ends) {
+TEST(core_string, get_sub_str_without_separator_and_at_the_ends) {
     cls_string out;
     EXPECT_TRUE(cls_string("whole").get_sub_str(0, ':', &out));
     EXPECT_STREQ(out.c_str(), "whole");
@@ -349,7 +349,7 @@ TEST(string, get_sub_str_without_separator_and_at_the_ends) {
     EXPECT_STREQ(out.c_str(), "");
 }
 
-TEST(string, trim_to_str_ends) {
+TEST(core_string, trim_to_str_ends) {
     cls_string s(" \t value \n");
     EXPECT_STREQ(cls_string(s).trim_to_str(" \t\n", true, true).c_str(), "value");
     EXPECT_STREQ(cls_string(s).trim_to_str(" \t\n", true, false).c_str(), "value \n");
@@ -358,52 +358,52 @@ TEST(string, trim_to_str_ends) {
     EXPECT_STREQ(cls_string(s).trim_to_str("", true, true).c_str(), " \t value \n");
 }
 
-TEST(string, trim_to_str_of_nothing_but_trimmed_chars) {
+TEST(core_string, trim_to_str_of_nothing_but_trimmed_chars) {
     EXPECT_STREQ(cls_string("   ").trim_to_str(" ", true, true).c_str(), "");
     EXPECT_STREQ(cls_string("xyx").trim_to_str("xy", false, true).c_str(), "");
     EXPECT_STREQ(cls_string().trim_to_str(" ", true, true).c_str(), "");
     EXPECT_STREQ(cls_string("--a--").trim_to_str("-", true, true).c_str(), "a");
 }
 
-TEST(string, trim_to_str_keeps_inner_nul_bytes) {
+TEST(core_string, trim_to_str_keeps_inner_nul_bytes) {
     cls_string s(" a\0 ", 4);
     s.trim_to_str(" ", true, true);
     EXPECT_EQ(s.length(), 2);
     EXPECT_EQ(s[1], '\0');
 }
 
-TEST(string, split_to_lines_plain) {
+TEST(core_string, split_to_lines_plain) {
     EXPECT_STREQ(lines_of("a\nb\nc")->c_str(), "<a><b><c>");
     EXPECT_STREQ(lines_of("single")->c_str(), "<single>");
 }
 
-TEST(string, split_to_lines_trailing_newline_gives_no_empty_last_line) {
+TEST(core_string, split_to_lines_trailing_newline_gives_no_empty_last_line) {
     EXPECT_STREQ(lines_of("a\nb\n")->c_str(), "<a><b>");
     EXPECT_STREQ(lines_of("\n")->c_str(), "<>");
     EXPECT_STREQ(lines_of("a\n\n")->c_str(), "<a><>");
 }
 
-TEST(string, split_to_lines_strips_carriage_returns) {
+TEST(core_string, split_to_lines_strips_carriage_returns) {
     EXPECT_STREQ(lines_of("a\r\nb\r\n")->c_str(), "<a><b>");
     EXPECT_STREQ(lines_of("a\r\n\r\nb")->c_str(), "<a><><b>");
     EXPECT_STREQ(lines_of("x\ry\r\n")->c_str(), "<x\ry>");
     EXPECT_STREQ(lines_of("last\r")->c_str(), "<last>");
 }
 
-TEST(string, split_to_lines_of_empty_text_gives_nothing) {
+TEST(core_string, split_to_lines_of_empty_text_gives_nothing) {
     cls_array<cls_string> lines;
     cls_string().split_to_lines(&lines);
     EXPECT_EQ(lines.count(), 0);
 }
 
-TEST(string, split_to_lines_appends_to_what_is_there) {
+TEST(core_string, split_to_lines_appends_to_what_is_there) {
     cls_array<cls_string> lines;
     lines.append("before");
     cls_string("\nmiddle\n\nend").split_to_lines(&lines);
     EXPECT_STREQ(lines.glue("|")->c_str(), "before||middle||end");
 }
 
-TEST(string, file_name) {
+TEST(core_string, file_name) {
     EXPECT_STREQ(cls_string("a/b/c").file_name().c_str(), "c");
     EXPECT_STREQ(cls_string("/usr/bin/test.sh").file_name().c_str(), "test.sh");
     EXPECT_STREQ(cls_string("plain").file_name().c_str(), "plain");
@@ -412,7 +412,7 @@ TEST(string, file_name) {
     EXPECT_STREQ(cls_string().file_name().c_str(), "");
 }
 
-TEST(string, data_is_writable) {
+TEST(core_string, data_is_writable) {
     cls_string s("abc");
     s.data()[1] = 'X';
     EXPECT_STREQ(s.c_str(), "aXc");

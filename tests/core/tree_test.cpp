@@ -56,7 +56,7 @@ void run_on_small_stack(void* (*body)(void*), void* arg) {
 
 } // namespace
 
-TEST(tree, renders_root_with_two_children_and_a_grandchild) {
+TEST(core_tree, renders_root_with_two_children_and_a_grandchild) {
     tree_t t;
     t.set_root_data("R");
     node_t* a = t.add_last_child(t.root(), "A");
@@ -65,7 +65,7 @@ TEST(tree, renders_root_with_two_children_and_a_grandchild) {
     EXPECT_STREQ(t.to_string()->c_str(), "R\n+---A\n|   L---A1\nL---B");
 }
 
-TEST(tree, removing_the_only_child_of_the_root_leaves_a_bare_root) {
+TEST(core_tree, removing_the_only_child_of_the_root_leaves_a_bare_root) {
     tree_t t;
     t.set_root_data("R");
     node_t* child = t.add_last_child(t.root(), "C");
@@ -77,7 +77,7 @@ TEST(tree, removing_the_only_child_of_the_root_leaves_a_bare_root) {
     EXPECT_STREQ(t.to_string()->c_str(), "R");
 }
 
-TEST(tree, removing_the_root_empties_the_tree) {
+TEST(core_tree, removing_the_root_empties_the_tree) {
     tree_t t;
     t.set_root_data("R");
     t.add_last_child(t.root(), "A");
@@ -87,25 +87,25 @@ TEST(tree, removing_the_root_empties_the_tree) {
     EXPECT_STREQ(t.to_string()->c_str(), "(empty)");
 }
 
-TEST(tree, empty_tree_renders_as_empty_mark) {
+TEST(core_tree, empty_tree_renders_as_empty_mark) {
     tree_t t;
     EXPECT_STREQ(t.to_string()->c_str(), "(empty)");
 }
 
-TEST(tree, add_last_child_to_null_is_fatal) {
+TEST(core_tree, add_last_child_to_null_is_fatal) {
     tree_t t;
     EXPECT_EXIT(t.add_last_child(nullptr, "x"), ExitedWithCode(1),
                 fatal_line("cls_tree.h", "Can't add last child, the node is NULL."));
 }
 
-TEST(tree, remove_null_sub_tree_is_fatal) {
+TEST(core_tree, remove_null_sub_tree_is_fatal) {
     tree_t t;
     t.set_root_data("R");
     EXPECT_EXIT(t.remove_sub_tree(nullptr), ExitedWithCode(1),
                 fatal_line("cls_tree.h", "Can't remove sub tree, the node is NULL."));
 }
 
-TEST(tree, set_root_data_assigns_when_there_is_a_root) {
+TEST(core_tree, set_root_data_assigns_when_there_is_a_root) {
     tree_t t;
     t.set_root_data("first");
     node_t* root = t.root();
@@ -115,7 +115,7 @@ TEST(tree, set_root_data_assigns_when_there_is_a_root) {
     EXPECT_STREQ(t.to_string()->c_str(), "second\nL---kid");
 }
 
-TEST(tree, children_keep_insertion_order_and_links) {
+TEST(core_tree, children_keep_insertion_order_and_links) {
     tree_t t;
     t.set_root_data("R");
     node_t* root = t.root();
@@ -137,7 +137,7 @@ TEST(tree, children_keep_insertion_order_and_links) {
     EXPECT_EQ(a->last_child, nullptr);
 }
 
-TEST(tree, removing_a_middle_child_joins_its_neighbours) {
+TEST(core_tree, removing_a_middle_child_joins_its_neighbours) {
     tree_t t;
     t.set_root_data("R");
     node_t* a = t.add_last_child(t.root(), "A");
@@ -155,7 +155,7 @@ TEST(tree, removing_a_middle_child_joins_its_neighbours) {
     EXPECT_STREQ(t.to_string()->c_str(), "R");
 }
 
-TEST(tree, columns_show_only_ancestors_with_following_siblings) {
+TEST(core_tree, columns_show_only_ancestors_with_following_siblings) {
     tree_t t;
     t.set_root_data("R");
     node_t* a = t.add_last_child(t.root(), "A");
@@ -176,14 +176,14 @@ TEST(tree, columns_show_only_ancestors_with_following_siblings) {
                  "        L---B1a");
 }
 
-TEST(tree, node_text_comes_from_the_data_to_string) {
+TEST(core_tree, node_text_comes_from_the_data_to_string) {
     cls_tree<menu_like_t> t;
     t.set_root_data(menu_like_t("root", false));
     t.add_last_child(t.root(), menu_like_t("run_me", true));
     EXPECT_STREQ(t.to_string()->c_str(), "root,dir\nL---run_me,exec");
 }
 
-TEST(tree, destruction_destroys_every_node_data) {
+TEST(core_tree, destruction_destroys_every_node_data) {
     counted_t::alive = 0;
     {
         cls_tree<counted_t> t;
@@ -198,7 +198,7 @@ TEST(tree, destruction_destroys_every_node_data) {
     EXPECT_EQ(counted_t::alive, 0);
 }
 
-TEST(tree, chain_of_a_million_nodes_is_destroyed_without_recursion) {
+TEST(core_tree, chain_of_a_million_nodes_is_destroyed_without_recursion) {
     counted_t::alive = 0;
     const int depth = 1000000;
     {
@@ -235,7 +235,7 @@ void* print_and_remove_deep_chain(void* arg) {
 
 } // namespace
 
-TEST(tree, deep_chain_prints_and_is_removed_on_a_small_stack) {
+TEST(core_tree, deep_chain_prints_and_is_removed_on_a_small_stack) {
     deep_chain_job_t job{3000, std::string(), false};
     run_on_small_stack(print_and_remove_deep_chain, &job);
     // Line k (k >= 1) is k-1 blank columns, "L---" and the text.
@@ -266,14 +266,14 @@ void* destroy_long_chain(void* arg) {
 
 } // namespace
 
-TEST(tree, long_chain_is_destroyed_on_a_small_stack) {
+TEST(core_tree, long_chain_is_destroyed_on_a_small_stack) {
     counted_t::alive = 0;
     long alive_after = -1;
     run_on_small_stack(destroy_long_chain, &alive_after);
     EXPECT_EQ(alive_after, 0);
 }
 
-TEST(tree, wide_tree_prints_every_child) {
+TEST(core_tree, wide_tree_prints_every_child) {
     tree_t t;
     t.set_root_data("R");
     for (int i = 0; i < 1000; ++i) {
