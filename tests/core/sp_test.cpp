@@ -134,6 +134,18 @@ TEST(core_sp, assigning_another_pointer_releases_the_old_object) {
     EXPECT_EQ(b.ref_count(), 2);
 }
 
+TEST(core_sp, pointer_to_const_is_released) {
+    g_base_deleted = g_derived_deleted = 0;
+    {
+        cls_sp<const base_t> object(OZGI_NEW(derived_t)());
+        cls_sp<const cls_string> text(OZGI_NEW(cls_string)("constant"));
+        cls_sp<const char> buffer(static_cast<const char*>(cls_mem_mgr::alloc_buf(8, __FILE__, __func__, __LINE__)));
+        EXPECT_STREQ(text->c_str(), "constant");
+        EXPECT_EQ(object->value, 5);
+    }
+    EXPECT_EQ(g_derived_deleted, 1);
+}
+
 TEST(core_sp, null_pointer) {
     cls_sp<cls_string> none;
     EXPECT_TRUE(none.is_null());

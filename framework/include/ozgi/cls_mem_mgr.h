@@ -55,14 +55,15 @@ public:
 template <typename T>
 void ozgi_delete(T* p) {
     if (!p) return;
-    void* start;
+    // The block starts at the most derived object, which a base pointer may not point at.
+    const void* start;
     if constexpr (std::is_polymorphic<T>::value) {
-        start = dynamic_cast<void*>(p);
+        start = dynamic_cast<const void*>(p);
     } else {
-        start = static_cast<void*>(p);
+        start = static_cast<const void*>(p);
     }
     p->~T();
-    cls_mem_mgr::release_buf(start);
+    cls_mem_mgr::release_buf(const_cast<void*>(start));
 }
 
 /// Makes an array of `count` default-constructed T with a leading element count.
@@ -80,7 +81,7 @@ void ozgi_delete_array(T* p) {
     if (!p) return;
     size_t n = cls_mem_mgr::array_count(p);
     while (n > 0) p[--n].~T();
-    cls_mem_mgr::release_buf(p);
+    cls_mem_mgr::release_buf(const_cast<void*>(static_cast<const void*>(p)));
 }
 
 } // namespace ozgi

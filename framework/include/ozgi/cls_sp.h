@@ -69,7 +69,7 @@ private:
             switch (cls_mem_mgr::mem_type(dynamic_start(m_ptr))) {
             case cls_mem_mgr::MEM_OBJECT: ozgi_delete(m_ptr); break;
             case cls_mem_mgr::MEM_ARRAY: ozgi_delete_array(m_ptr); break;
-            default: cls_mem_mgr::release_buf(m_ptr); break;
+            default: cls_mem_mgr::release_buf(const_cast<void*>(static_cast<const void*>(m_ptr))); break;
             }
         }
         m_ptr = nullptr;
