@@ -119,7 +119,7 @@ TEST_F(layout_test, includes_are_created_in_place_with_overrides) {
     EXPECT_EQ(page->child(2)->item_name(), "R2");
     EXPECT_EQ(page->child(2)->left(), 10);
     EXPECT_EQ(page->child(2)->width(), 30);
-    EXPECT_EQ(page->child(3)->top(), 40);
+    EXPECT_EQ(page->child(3)->top(), 10);  // Below R2, the previous sibling.
     ozgi_delete(page);
 }
 
