@@ -7,6 +7,7 @@ namespace ozgi {
 
 class cls_file {
 public:
+    /// Whether anything (file or directory) exists at `path`, links followed.
     static bool file_exists(const cls_string& path);
     /// The whole file as text; null when it cannot be read.
     static cls_sp<cls_string> read_to_str(const cls_string& path);
@@ -15,7 +16,8 @@ public:
     /// Creates a new empty file with a unique name in `dir` and returns its path
     /// (`dir` joined with the name); empty when it cannot be created.
     static cls_string create_temp_file(const cls_string& dir);
-    /// Removes a file (recursive true: also a directory with its contents).
+    /// Removes a file or an empty directory (recursive true: also a directory with
+    /// its contents; links are removed, never followed). True on success.
     static bool remove(const cls_string& path, bool recursive);
     /// The entries of `dir` as openable paths (`dir` + "/" + name, or `dir` + name when
     /// `dir` ends with "/"), without "." and "..", hidden entries included, in the

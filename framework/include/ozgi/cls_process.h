@@ -39,9 +39,11 @@ public:
     /// Runs argv to completion, fills the outputs that are not null, returns the exit status.
     static int execute_cmd(const cls_array<cls_string>& argv, cls_string* out, cls_string* err);
 
-    /// Drains the pipes of all live children for up to `timeout_ms` (0: only what is
-    /// there now; -1: until some pipe has data) and reaps ended children whose
-    /// objects were destroyed. The event loop and cls_time::sleep_ms call it.
+    /// Waits up to `timeout_ms` for output on the pipes of all live children (0: only
+    /// what is there now; -1: until some pipe has data, at once when there is no
+    /// pipe), drains them, notes children that ended and reaps ended children whose
+    /// objects were destroyed. The event loop and cls_time::sleep_ms call it. Like
+    /// every process operation it belongs to one thread, the GUI thread.
     static void pump(int timeout_ms);
     /// Read ends of all live children's pipes, for a loop that polls them itself.
     /// Returns the number written to `fds` (at most `max`).

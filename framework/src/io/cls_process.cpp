@@ -9,6 +9,7 @@
 #include <sys/types.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <vector>
 
 extern char** environ;
 
@@ -44,17 +45,19 @@ struct child_state_t {
 // All children of the process that still need attention: the live ones whose
 // pipes are drained and that are reaped when they end, and the pids of children
 // whose objects were destroyed while they ran, which are only reaped.
+// It lives outside the tracked allocator: it is made on first use and never
+// freed, and must not show up as a leak of whoever started the first child.
 struct registry_t {
-    cls_array<child_state_t*> live;
-    cls_array<int> orphans;
-    cls_array<struct pollfd> poll_set;   // kept between calls so that polling allocates nothing
-    cls_array<stream_t*> poll_streams;   // the stream each poll_set entry belongs to
-    char* chunk = nullptr;               // the one read buffer all streams share
+    std::vector<child_state_t*> live;
+    std::vector<pid_t> orphans;
+    std::vector<struct pollfd> poll_set;  // kept between calls so that polling allocates nothing
+    std::vector<stream_t*> poll_streams;  // the stream each poll_set entry belongs to
+    std::vector<char> chunk = std::vector<char>(READ_CHUNK);  // the one read buffer all streams share
 };
 
 registry_t& registry() {
     // Never destroyed: children may still be reaped from static destructors.
-    static registry_t* r = OZGI_NEW(registry_t)();
+    static registry_t* r = new registry_t();
     return *r;
 }
 
@@ -72,14 +75,13 @@ void close_stream(stream_t* s) {
 // Reads what the pipe holds now, at most about `limit` bytes (a writer that never
 // pauses must not keep us here forever). End of file closes the stream.
 void drain_stream(stream_t* s, long limit) {
-    registry_t& r = registry();
-    if (!r.chunk) r.chunk = static_cast<char*>(cls_mem_mgr::alloc_buf(READ_CHUNK, __FILE__, __func__, __LINE__));
+    char* chunk = registry().chunk.data();
     long total = 0;
     while (s->fd >= 0 && total < limit) {
-        ssize_t n = ::read(s->fd, r.chunk, READ_CHUNK);
+        ssize_t n = ::read(s->fd, chunk, READ_CHUNK);
         if (n > 0) {
             if (!s->pending) s->pending = OZGI_NEW(cls_string)();
-            s->pending->append(r.chunk, static_cast<int>(n));
+            s->pending->append(chunk, static_cast<int>(n));
             total += n;
         } else if (n == 0) {
             close_stream(s);
@@ -112,18 +114,18 @@ void check_exit(child_state_t* c) {
 }
 
 void reap_orphans() {
-    registry_t& r = registry();
-    for (int i = r.orphans.count() - 1; i >= 0; --i) {
-        pid_t got = ::waitpid(r.orphans[i], nullptr, WNOHANG);
-        if (got == r.orphans[i] || (got < 0 && errno == ECHILD)) r.orphans.remove_at(i);
+    std::vector<pid_t>& orphans = registry().orphans;
+    for (size_t i = orphans.size(); i-- > 0;) {
+        pid_t got = ::waitpid(orphans[i], nullptr, WNOHANG);
+        if (got == orphans[i] || (got < 0 && errno == ECHILD)) orphans.erase(orphans.begin() + i);
     }
 }
 
 void unregister(child_state_t* c) {
-    registry_t& r = registry();
-    for (int i = 0; i < r.live.count(); ++i) {
-        if (r.live[i] == c) {
-            r.live.remove_at(i);
+    std::vector<child_state_t*>& live = registry().live;
+    for (size_t i = 0; i < live.size(); ++i) {
+        if (live[i] == c) {
+            live.erase(live.begin() + i);
             return;
         }
     }
@@ -222,7 +224,7 @@ cls_process::cls_process(const cls_array<cls_string>& argv, const cls_string& wo
     : m_impl(OZGI_NEW(impl_t)()), m_pid(-1) {
     if (spawn(m_impl, argv, work_dir, capture_err)) {
         m_pid = m_impl->pid;
-        registry().live.append(m_impl);
+        registry().live.push_back(m_impl);
     } else {
         // Like a shell that cannot find the program: status 127, nothing written.
         m_impl->exited = true;
@@ -234,8 +236,7 @@ cls_process::cls_process(const cls_array<cls_string>& argv, const cls_string& wo
 /// reaped by a later pump().
 cls_process::~cls_process() {
     unregister(m_impl);
-    check_exit(m_impl);
-    if (!m_impl->exited) registry().orphans.append(m_impl->pid);
+    if (!m_impl->exited && ::waitpid(m_impl->pid, nullptr, WNOHANG) == 0) registry().orphans.push_back(m_impl->pid);
     close_stream(&m_impl->out);
     close_stream(&m_impl->err);
     ozgi_delete(m_impl->out.pending);
@@ -318,15 +319,15 @@ void cls_process::pump(int timeout_ms) {
             p.fd = s->fd;
             p.events = POLLIN;
             p.revents = 0;
-            r.poll_set.append(p);
-            r.poll_streams.append(s);
+            r.poll_set.push_back(p);
+            r.poll_streams.push_back(s);
         }
     }
-    if (r.poll_set.is_empty()) {
+    if (r.poll_set.empty()) {
         // Nothing to wait for; an endless wait would never end.
         if (timeout_ms > 0) ::poll(nullptr, 0, timeout_ms);
-    } else if (::poll(r.poll_set.begin(), r.poll_set.count(), timeout_ms) > 0) {
-        for (int i = 0; i < r.poll_set.count(); ++i) {
+    } else if (::poll(r.poll_set.data(), r.poll_set.size(), timeout_ms) > 0) {
+        for (size_t i = 0; i < r.poll_set.size(); ++i) {
             if (r.poll_set[i].revents == 0) continue;
             stream_t* s = r.poll_streams[i];
             // Twice the pipe's size: enough to empty it even while the writer refills it.
