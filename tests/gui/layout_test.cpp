@@ -310,3 +310,28 @@ TEST_F(layout_test, timer_attributes) {
 }
 
 } // namespace
+
+namespace {
+
+TEST(layout_content_test, content_sized_items_follow_a_new_text) {
+    gui_test::add_layout("test_gui/content_label.xml",
+                         "<item cls_name=\"cls_label\"><attr text=\"ab\" width=\"content_width()\" left=\"7\"/></item>");
+    gui_test::add_layout("test_gui/fixed_label.xml", "<item cls_name=\"cls_label\"><attr text=\"ab\" width=\"30\"/></item>");
+    cls_label* grows = dynamic_cast<cls_label*>(cls_ui_res_loader::ins()->load_layout("test_gui/content_label.xml", nullptr));
+    cls_label* fixed = dynamic_cast<cls_label*>(cls_ui_res_loader::ins()->load_layout("test_gui/fixed_label.xml", nullptr));
+    ASSERT_NE(grows, nullptr);
+    int before = grows->width();
+    EXPECT_GT(before, 0);
+    grows->set_text("a much longer text than before");
+    EXPECT_GT(grows->width(), before * 3);
+    EXPECT_EQ(grows->left(), 7);
+    int w = grows->width();
+    grows->append_text(" and more");
+    EXPECT_GT(grows->width(), w);
+    fixed->set_text("a much longer text than before");
+    EXPECT_EQ(fixed->width(), 30);
+    ozgi_delete(grows);
+    ozgi_delete(fixed);
+}
+
+} // namespace

@@ -199,6 +199,9 @@ public:
     /// Evaluates the remembered geometry expressions of the item, then of every
     /// descendant in creation order.
     void relayout(bool with_children);
+    /// Whether a remembered geometry expression depends on the content's size, so
+    /// that a new text or picture must lay the item out again.
+    bool uses_content_size() const;
 
     // ---- Member bindings (used by constructors) -------------------------------
     /// Declares a member item; T is the field's item class. See member_item_entry_t.

@@ -426,6 +426,12 @@ void cls_event_handler::relayout(bool with_children) {
         for (cls_event_handler* c : m_children) c->relayout(true);
 }
 
+bool cls_event_handler::uses_content_size() const {
+    for (const layout_expr_t& e : m_layout_exprs)
+        if (e.expr.find("content_") >= 0) return true;
+    return false;
+}
+
 void cls_event_handler::add_member_item_entry(const member_item_entry_t& entry) { m_member_items.push_back(entry); }
 
 void cls_event_handler::add_member_event_entry(const member_event_entry_t& entry) { m_member_events.push_back(entry); }

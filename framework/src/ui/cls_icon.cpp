@@ -42,6 +42,10 @@ void cls_icon::set_picture(const cls_string& name) {
     m_picture_name = name;
     m_picture = pic;
     invalidate(false);
+    if (uses_content_size()) {
+        relayout(false);
+        invalidate(false);
+    }
 }
 
 cls_picture* cls_icon::picture() const { return m_picture.get(); }

@@ -34,6 +34,11 @@ void cls_label::set_text(const cls_string& key) {
     m_text_scroll = 0;
     if (m_layout) m_layout->set_text(m_shown);
     invalidate(false);
+    // A label sized by its text follows the new text.
+    if (uses_content_size()) {
+        relayout(false);
+        invalidate(false);
+    }
 }
 
 void cls_label::append_text(const cls_string& more) {
@@ -42,6 +47,10 @@ void cls_label::append_text(const cls_string& more) {
     m_shown += more;
     if (m_layout) m_layout->append_text(more);
     invalidate(false);
+    if (uses_content_size()) {
+        relayout(false);
+        invalidate(false);
+    }
 }
 
 bool cls_label::set_text_scroll_y(int y) {

@@ -108,6 +108,9 @@ void dispatch(cls_root_container* root, const cls_ui_event& e) {
     cls_event_handler* target = e.target();
     if (!target) target = root ? root->top_page() : nullptr;
     if (!target) return;
+    // Events for a page that has been closed meanwhile are dropped.
+    cls_page* page = target->page();
+    if (page && page->parent() != root && e.event_code() != cls_ui_event::EVENT_APP) return;
     switch (e.event_code()) {
     case cls_ui_event::EVENT_APP:
         if (e.text().is_empty()) cls_ozgi_gui::ins()->quit();
