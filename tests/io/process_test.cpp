@@ -108,6 +108,52 @@ TEST(process, nothing_written_is_lost_when_the_end_is_seen) {
     }
 }
 
+// Waits until the child has ended without draining or reaping it.
+static void wait_until_exited_unreaped(int pid) {
+    for (int i = 0; i < 2000; ++i) {
+        siginfo_t info;
+        info.si_pid = 0;
+        if (::waitid(P_PID, pid, &info, WEXITED | WNOHANG | WNOWAIT) == 0 && info.si_pid == pid) return;
+        ::usleep(5000);
+    }
+    FAIL() << "the child did not end";
+}
+
+TEST(process, ending_seen_with_fresh_output_is_reported_on_the_next_call) {
+    cls_process p(shell("printf 'last words'"), "");
+    wait_until_exited_unreaped(p.pid());
+    // This call collects the output and sees the end: the output must be read first.
+    EXPECT_FALSE(p.is_ended());
+    EXPECT_EQ(str(p.read_to_str()), "last words");
+    EXPECT_TRUE(p.is_ended());
+    EXPECT_TRUE(p.is_ended());
+    EXPECT_EQ(p.wait_for_exit(), 0);
+}
+
+TEST(process, reading_then_asking_on_every_tick_loses_nothing) {
+    for (int i = 0; i < 30; ++i) {
+        cls_process p(shell("printf 'abc'; sleep 0.01; printf 'def'"), "");
+        std::string got;
+        for (;;) {
+            got += str(p.read_to_str());
+            if (p.is_ended()) break;
+            cls_time::sleep_ms(2);
+        }
+        EXPECT_EQ(got, "abcdef");
+    }
+}
+
+TEST(process, asking_without_reading_still_ends) {
+    cls_process p(shell("echo unread"), "");
+    int polls = 0;
+    while (!p.is_ended() && polls < 100000) {
+        cls_time::sleep_ms(1);
+        ++polls;
+    }
+    EXPECT_TRUE(p.is_ended());
+    EXPECT_EQ(str(p.read_to_str()), "unread\n");
+}
+
 TEST(process, output_is_kept_for_reading_after_wait_for_exit) {
     cls_process p(shell("echo kept; exit 4"), "");
     EXPECT_EQ(p.wait_for_exit(), 4);

@@ -23,7 +23,8 @@ public:
     /// The output that arrived since the previous call; never blocks.
     cls_sp<cls_string> read_to_str();
     /// Whether the child has ended; never blocks. Once true, everything the child
-    /// wrote is held for read_to_str.
+    /// wrote is held for read_to_str. A call that itself collected output and saw
+    /// the end answers false that once, so reading before each call loses nothing.
     bool is_ended();
     /// Waits for the end and returns the exit status (128 + signal for a child
     /// ended by a signal). Output that arrives meanwhile is kept for read_to_str.

@@ -252,11 +252,18 @@ cls_sp<cls_string> cls_process::read_to_str() {
 
 /// Polls for the end without blocking. The child counts as ended only once its
 /// output up to the exit has been read from the pipe, so a read_to_str after a
-/// true answer still returns everything it wrote.
+/// true answer still returns everything it wrote. When this very call collected
+/// output and saw the end, it answers false once more: a caller that reads and
+/// then asks on every tick gets that last output with its next read instead of
+/// losing it to a process it deletes as soon as it hears "ended".
 bool cls_process::is_ended() {
+    bool ended_before = m_impl->exited;
+    int pending_before = m_impl->out.pending ? m_impl->out.pending->length() : 0;
     pump(0);
     check_exit(m_impl);
-    return m_impl->exited;
+    if (!m_impl->exited) return false;
+    if (ended_before) return true;
+    return (m_impl->out.pending ? m_impl->out.pending->length() : 0) == pending_before;
 }
 
 /// Blocks until the child ends, draining every live pipe meanwhile, and returns
