@@ -136,6 +136,8 @@ struct gui_item {
 /// A whole GUI dump: the language and the page stack, bottom first.
 struct gui_dump {
     bool valid = false;
+    /// The dump's text as written.
+    std::string raw;
     std::string language;
     std::vector<gui_item> pages;
 
@@ -163,6 +165,7 @@ inline gui_item to_item(const json_value& v) {
 
 inline gui_dump parse_dump(const std::string& text) {
     gui_dump d;
+    d.raw = text;
     json_value v;
     if (!json_reader::parse(text, &v) || v.kind != json_value::OBJECT) return d;
     d.valid = true;
