@@ -259,3 +259,51 @@ TEST_F(events_test, script_failures_exit_with_status_3_naming_the_line) {
 }
 
 } // namespace
+
+namespace {
+
+TEST_F(events_test, a_vertical_drag_scrolls_the_page_and_focus_scrolls_into_view) {
+    std::string dump1 = gui_test::temp_path("drag1.json"), dump2 = gui_test::temp_path("drag2.json");
+    std::string log = run("press 150 700\nmove 150 600\nmove 150 400\nrelease 150 400\ndump " + dump1 +
+                          "\npress 150 100\nmove 150 5000\nrelease 150 5000\n"
+                          "key Down\nkey Down\nkey Down\nkey Down\nkey Down\ndump " + dump2 + "\n");
+    std::string json1 = gui_test::read_file(dump1), json2 = gui_test::read_file(dump2);
+    std::remove(dump1.c_str());
+    std::remove(dump2.c_str());
+    EXPECT_EQ(log.find("click"), std::string::npos) << log;
+    EXPECT_NE(json1.find("\"name\": \"BTN1\", \"x\": 100, \"y\": -280,"), std::string::npos) << json1;
+    EXPECT_NE(json1.find("\"name\": \"LOW\", \"x\": 100, \"y\": 1300,"), std::string::npos) << json1;
+    // Dragged back past the top, then the focus walked down to the low button.
+    EXPECT_NE(json2.find("\"name\": \"LOW\", \"x\": 100, \"y\": 740, \"w\": 200, \"h\": 60, \"visible\": true, "
+                         "\"enabled\": true, \"focused\": true"),
+              std::string::npos)
+        << json2;
+}
+
+TEST(label_scroll_test, a_long_multi_line_text_scrolls_within_its_label) {
+    gui_test::add_layout("test_gui/long_label.xml",
+                         "<item cls_name=\"cls_label\"><attr width=\"300\" height=\"100\" multi_line=\"true\" "
+                         "alignment=\"left,bottom\" text_size=\"20\"/></item>");
+    cls_label* label = dynamic_cast<cls_label*>(cls_ui_res_loader::ins()->load_layout("test_gui/long_label.xml", nullptr));
+    ASSERT_NE(label, nullptr);
+    label->set_text("one line");
+    EXPECT_FALSE(label->text_overflows());
+    EXPECT_FALSE(label->drag_text(30));
+    std::string many;
+    for (int i = 0; i < 100; ++i) many += "line " + std::to_string(i) + "\n";
+    label->append_text(many.c_str());
+    EXPECT_TRUE(label->text_overflows());
+    // Bottom-aligned: a finger moving down reveals earlier lines.
+    EXPECT_TRUE(label->drag_text(30));
+    EXPECT_EQ(label->text_scroll_y(), 30);
+    label->drag_text(-10);
+    EXPECT_EQ(label->text_scroll_y(), 20);
+    label->drag_text(-100);
+    EXPECT_EQ(label->text_scroll_y(), 0);
+    label->drag_text(1000000);
+    EXPECT_GT(label->text_scroll_y(), 1000);
+    EXPECT_LT(label->text_scroll_y(), 1000000);
+    ozgi_delete(label);
+}
+
+} // namespace
