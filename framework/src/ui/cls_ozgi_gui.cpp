@@ -256,9 +256,13 @@ void settle(impl_t* d) {
 // One turn of the loop: what is due, then a wait of at most `max_wait_ms`
 // (-1: until something happens) for input, a timer or child-process output.
 void loop_turn(impl_t* d, int max_wait_ms) {
-    settle(d);
+    handle_inputs(d);
+    cls_ozgi_gui::ins()->handle_posted_events();
     fire_due_timers(d);
-    settle(d);
+    cls_ozgi_gui::ins()->handle_posted_events();
+    if (d->root) d->root->destroy_closed_pages();
+    // One repaint and one present per turn, whatever happened in it.
+    repaint(d);
     if (d->quit) return;
     int fds[64];
     int n = cls_process::pipe_fds(fds, 64);
