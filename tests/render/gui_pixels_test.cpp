@@ -64,6 +64,20 @@ const char* const PAGE = R"X(<?xml version="1.0"?>
 </item>
 )X";
 
+// A page of 30 buttons, 64 pixels high every 70 pixels, button i coloured (8 * i, 100, 200).
+const std::string& long_page() {
+    static std::string text;
+    if (text.empty()) {
+        text = "<item cls_name=\"cls_page\">\n"
+               "  <attr width=\"screen_width()\" height=\"screen_height()\" left=\"0\" top=\"0\" bg_color=\"239,239,244,255\"/>\n";
+        for (int i = 0; i < 30; ++i)
+            text += "  <item cls_name=\"cls_button\"><attr left=\"0\" top=\"" + std::to_string(i * 70) +
+                    "\" width=\"640\" height=\"64\" bg_color=\"" + std::to_string(8 * i) + ",100,200,255\"/></item>\n";
+        text += "</item>\n";
+    }
+    return text;
+}
+
 std::string shot_path(const char* name) { return std::string(VESK_BINARY_DIR) + "/" + name; }
 
 // Runs the GUI headless on the test page with `script`, in a child process; the
@@ -75,6 +89,8 @@ void run_gui(const std::string& script, const std::vector<std::string>& extra) {
                                            static_cast<long long>(std::strlen(ROOT)));
     cls_rom_file_mgr::ins()->register_file("vesk/resource/xml/test_render/page.xml", PAGE,
                                            static_cast<long long>(std::strlen(PAGE)));
+    cls_rom_file_mgr::ins()->register_file("vesk/resource/xml/test_render/long_page.xml", long_page().c_str(),
+                                           static_cast<long long>(long_page().size()));
     cls_array<cls_string> args;
     args.append("--ozgi-video=headless");
     args.append("--ozgi-root=test_render/root.xml");
@@ -144,4 +160,44 @@ TEST(gui_pixels, rotated_screenshot_is_the_panel_picture) {
     EXPECT_EQ(shot.at(394, 600), 0xFFD9D9D9u);
     EXPECT_EQ(shot.at(800 - 1 - 485, 600), 0xFFFFFFFFu);
     EXPECT_EQ(shot.at(800 - 1 - 5, 5), PAGE_BG);
+}
+
+TEST(gui_pixels, dragged_page_shows_lower_buttons) {
+    std::string before = shot_path("render_test_scroll_before.png");
+    std::string after = shot_path("render_test_scroll_after.png");
+    EXPECT_EXIT(run_gui("screenshot " + before + "\npress 320 700\nmove 320 600\nmove 320 500\nmove 320 400\n"
+                        "release 320 400\nscreenshot " + after + "\n",
+                        {"--ozgi-first-page=test_render/long_page.xml"}),
+                testing::ExitedWithCode(0), "");
+    shot_t first;
+    shot_t second;
+    ASSERT_TRUE(render_test::read_png(before, &first.w, &first.h, &first.pixels));
+    ASSERT_TRUE(render_test::read_png(after, &second.w, &second.h, &second.pixels));
+    // Before: button 0 at the top. After a 300-pixel drag upwards the top row shows
+    // a button some four buttons further down (the drag threshold may keep back a few pixels).
+    EXPECT_EQ(first.at(600, 10), 0xFF0064C8u);
+    uint32_t top = second.at(600, 30);
+    int index = static_cast<int>((top >> 16) & 0xFF) / 8;
+    EXPECT_EQ(top & 0xFF00FFFFu, 0xFF0064C8u);
+    EXPECT_GE(index, 3);
+    EXPECT_LE(index, 4);
+}
+
+TEST(gui_pixels, scrolled_page_background_fills_the_screen) {
+    std::string after = shot_path("render_test_scroll_after.png");
+    EXPECT_EXIT(run_gui("press 320 700\nmove 320 600\nmove 320 500\nmove 320 400\nrelease 320 400\nscreenshot " +
+                            after + "\n",
+                        {"--ozgi-first-page=test_render/long_page.xml"}),
+                testing::ExitedWithCode(0), "");
+    shot_t shot;
+    ASSERT_TRUE(render_test::read_png(after, &shot.w, &shot.h, &shot.pixels));
+    // Every pixel of the column is a button or the page background: the gaps
+    // between buttons show the page, down to the bottom of the screen.
+    int gaps = 0;
+    for (int y = 0; y < 800; ++y) {
+        uint32_t p = shot.at(600, y);
+        EXPECT_TRUE(p == PAGE_BG || (p & 0xFF00FFFFu) == 0xFF0064C8u) << "y " << y << ": " << std::hex << p;
+        gaps += p == PAGE_BG;
+    }
+    EXPECT_GE(gaps, 6 * 10);
 }

@@ -54,6 +54,8 @@ struct cls_font_mgr::impl_t {
     cls_string looked_for;
     cls_array<cls_string> paths;
     std::vector<face_t> faces;
+    // FIXME: the cache is never trimmed; output with thousands of distinct CJK
+    // characters at several sizes keeps every glyph for the life of the process.
     std::unordered_map<uint64_t, cached_glyph_t> cache;
     std::unordered_map<int, metrics_t> metrics;
     /// Printable ASCII glyphs of the most recently used size, for the common case.
