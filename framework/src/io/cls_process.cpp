@@ -21,6 +21,8 @@ constexpr int READ_CHUNK = 64 * 1024;
 // A bigger pipe lets a fast writer run longer between two of our reads. The
 // kernel may refuse it (pipe-max-size); the default then stays.
 constexpr int WANTED_PIPE_SIZE = 1024 * 1024;
+// Most output held for one stream before the pipe is left to fill up.
+constexpr int MAX_PENDING = 1 << 30;
 // Longest pause between two exit checks while waiting for a child.
 constexpr int MAX_EXIT_POLL_MS = 10;
 
@@ -78,6 +80,9 @@ void drain_stream(stream_t* s, long limit) {
     char* chunk = registry().chunk.data();
     long total = 0;
     while (s->fd >= 0 && total < limit) {
+        // Output nobody reads stays in the pipe beyond this, which stops the writer
+        // before the string's length could overflow.
+        if (s->pending && s->pending->length() > MAX_PENDING) break;
         ssize_t n = ::read(s->fd, chunk, READ_CHUNK);
         if (n > 0) {
             if (!s->pending) s->pending = OZGI_NEW(cls_string)();
@@ -321,7 +326,8 @@ void cls_process::pump(int timeout_ms) {
     r.poll_streams.clear();
     for (child_state_t* c : r.live) {
         for (stream_t* s : {&c->out, &c->err}) {
-            if (s->fd < 0) continue;
+            // A stream holding the most it may is left out, or the poll would spin.
+            if (s->fd < 0 || (s->pending && s->pending->length() > MAX_PENDING)) continue;
             struct pollfd p;
             p.fd = s->fd;
             p.events = POLLIN;
