@@ -306,6 +306,38 @@ TEST_F(layout_test, timer_attributes) {
     EXPECT_EQ(t->interval(), 200);
     EXPECT_EQ(t->repeat(), -1);
     EXPECT_FALSE(t->is_running());  // A layout never starts a timer.
+    int fired = 0;
+    class counter_t : public cls_event_handler {
+    public:
+        int* m_count = nullptr;
+        void on_timer(cls_event_handler*) { ++*m_count; }
+    } counter;
+    counter.m_count = &fired;
+    t->listen_event("timer", &counter_t::on_timer, &counter);
+    t->set_repeat(2);
+    t->start(false);
+    EXPECT_TRUE(t->is_running());
+    t->fire_if_due(t->due_ms() - 1);  // Not due yet.
+    EXPECT_EQ(fired, 0);
+    t->fire_if_due(t->due_ms());
+    EXPECT_EQ(fired, 1);
+    t->fire_if_due(t->due_ms());
+    EXPECT_EQ(fired, 2);
+    EXPECT_FALSE(t->is_running());  // The repeat count is reached.
+    t->fire_if_due(t->due_ms() + 1000);
+    EXPECT_EQ(fired, 2);
+    t->set_repeat(-1);
+    t->start(false);
+    for (int i = 0; i < 5; ++i) t->fire_if_due(t->due_ms());
+    EXPECT_EQ(fired, 7);
+    EXPECT_EQ(t->fired_count(), 5);
+    t->stop(false);
+    EXPECT_FALSE(t->is_running());
+    EXPECT_EQ(t->fired_count(), 5);
+    t->fire_if_due(t->due_ms() + 1000);
+    EXPECT_EQ(fired, 7);
+    t->stop(true);
+    EXPECT_EQ(t->fired_count(), 0);
     ozgi_delete(t);
 }
 
