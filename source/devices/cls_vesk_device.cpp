@@ -36,9 +36,11 @@ cls_vesk_device* cls_vesk_device::ins() {
 }
 
 void cls_vesk_device::release_func(void* p) {
-    if (p == nullptr) return;
-    cls_vesk_device* device = static_cast<cls_vesk_device*>(p);
-    if (device == s_instance) s_instance = nullptr;
+    // Only the live singleton is ever registered; a pointer that is no longer it was
+    // released already, and releasing it again must do no harm.
+    if (p == nullptr || p != s_instance) return;
+    cls_vesk_device* device = s_instance;
+    s_instance = nullptr;
     ozgi::ozgi_delete(device);
 }
 

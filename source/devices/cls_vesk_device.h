@@ -37,9 +37,9 @@ public:
     /// The singleton; the first call creates it and registers release_func with the
     /// framework's singleton manager.
     static cls_vesk_device* ins();
-    /// Destroys the singleton `p` (null: nothing). Releasing the live singleton also
-    /// forgets it, so that a later ins() starts afresh with a new object (which the
-    /// tests rely on to start from a clean state through cls_singleton_mgr::release_all).
+    /// Destroys the singleton `p` (null, or a pointer that is no longer the live
+    /// singleton: nothing). The released singleton is forgotten, so a later ins()
+    /// starts afresh with a new object; tests rely on this to begin from a clean state.
     static void release_func(void* p);
 
     /// Deletes the device and the whole menu tree.
