@@ -174,12 +174,11 @@ void cls_adb_vesk_device::take_exit_code(cls_string* chunk) {
 
 cls_sp<cls_string> cls_adb_vesk_device::read_output() {
     if (m_process == nullptr) OZGI_FATAL("Can't read stdout, test is not started yet.");
-    // The end is asked first and the output read after it, so that everything the
-    // tool wrote before it ended is in this chunk when the end is seen now.
-    bool ended = m_process->is_ended();
+    // Read, then ask: the process reports its end only once no output arrived
+    // since the read, so a chunk read just before the end is seen holds the marker.
     cls_sp<cls_string> chunk = m_process->read_to_str();
     if (chunk.is_null()) chunk = OZGI_NEW(cls_string)();
-    if (ended) take_exit_code(chunk.get());
+    if (m_process->is_ended()) take_exit_code(chunk.get());
     return chunk;
 }
 
