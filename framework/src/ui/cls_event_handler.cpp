@@ -368,7 +368,8 @@ void cls_event_handler::set_geometry(int x, int y, int w, int h) {
 void cls_event_handler::screen_rect(int* x, int* y, int* w, int* h) const {
     cls_page* p = page();
     *x = m_x;
-    *y = m_y - (p ? p->scroll_y() : 0);
+    // A page scrolls its content, not itself: its background stays on screen.
+    *y = m_y - (p && p != this ? p->scroll_y() : 0);
     *w = m_w;
     *h = m_h;
 }
