@@ -280,6 +280,39 @@ TEST_F(events_test, a_vertical_drag_scrolls_the_page_and_focus_scrolls_into_view
         << json2;
 }
 
+TEST_F(events_test, the_wheel_scrolls_the_page_and_stops_at_its_ends) {
+    std::string dump1 = gui_test::temp_path("wheel1.json"), dump2 = gui_test::temp_path("wheel2.json");
+    // Five steps towards the user move the page up by 5 x 48 pixels; a large
+    // step back stops at the top.
+    std::string log = run("wheel 150 400 -5\ndump " + dump1 + "\nwheel 150 400 100\ndump " + dump2 + "\n");
+    std::string json1 = gui_test::read_file(dump1), json2 = gui_test::read_file(dump2);
+    std::remove(dump1.c_str());
+    std::remove(dump2.c_str());
+    EXPECT_EQ(log, "init P1\nexit:0\n");
+    EXPECT_NE(json1.find("\"name\": \"BTN1\", \"x\": 100, \"y\": -220,"), std::string::npos) << json1;
+    EXPECT_NE(json2.find("\"name\": \"BTN1\", \"x\": 100, \"y\": 20,"), std::string::npos) << json2;
+    expect_script_failure("wheel 1 2\n", "Script line 1: wheel needs three numbers: wheel X Y DY");
+}
+
+TEST_F(events_test, a_tap_moves_the_focus_to_the_tapped_button) {
+    // The keys move the focus to BTN3; a tap on BTN1 takes it there, so the next
+    // Down lands on BTN2 (whose click posts its events), not on BTN4.
+    std::string log = run("key Down\nkey Down\ntap 150 50\nkey Down\nkey Return\n");
+    EXPECT_EQ(log, "init P1\nkey 12 Down\nkey 12 Down\nclick BTN1\nkey 12 Down\nkey 4 Return\nclick BTN2\nnamed\n"
+                   "key 99 \nnamed\nexit:0\n");
+}
+
+TEST_F(events_test, a_drag_does_not_move_the_focus) {
+    std::string dump = gui_test::temp_path("dragfocus.json");
+    run("press 150 130\nmove 150 100\nmove 150 130\nrelease 150 130\ndump " + dump + "\n");
+    std::string json = gui_test::read_file(dump);
+    std::remove(dump.c_str());
+    EXPECT_NE(json.find("\"name\": \"BTN1\", \"x\": 100, \"y\": 20, \"w\": 200, \"h\": 60, \"visible\": true, "
+                        "\"enabled\": true, \"focused\": true"),
+              std::string::npos)
+        << json;
+}
+
 TEST(label_scroll_test, a_long_multi_line_text_scrolls_within_its_label) {
     gui_test::add_layout("test_gui/long_label.xml",
                          "<item cls_name=\"cls_label\"><attr width=\"300\" height=\"100\" multi_line=\"true\" "

@@ -21,6 +21,8 @@ struct input_t {
     int wheel_dy = 0;
     /// KEY_DOWN, KEY_UP: SDL's key name ("Return", "Escape", "AC Back", "Up", "F5", ...).
     cls_string key_name;
+    /// KEY_DOWN: true when the key is held and this is the keyboard's auto-repeat.
+    bool repeat = false;
 };
 
 class if_display_backend {

@@ -112,6 +112,7 @@ bool cls_sdl_backend::translate(const SDL_Event& e, input_t* out) {
     case SDL_KEYUP:
         out->type = e.type == SDL_KEYDOWN ? input_t::KEY_DOWN : input_t::KEY_UP;
         out->key_name = SDL_GetKeyName(e.key.keysym.sym);
+        out->repeat = e.key.repeat != 0;
         return out->key_name.is_not_empty();
     case SDL_MOUSEBUTTONDOWN:
     case SDL_MOUSEBUTTONUP:

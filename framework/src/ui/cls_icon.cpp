@@ -3,6 +3,7 @@
 #include "ozgi/cls_canvas.h"
 #include "ozgi/cls_dict.h"
 #include "ozgi/cls_log.h"
+#include "ozgi/cls_mem_mgr.h"
 #include "ozgi/cls_picture.h"
 #include "ozgi/cls_rom_file_mgr.h"
 #include "ui/item_attrs.h"
@@ -26,6 +27,8 @@ cls_sp<cls_picture> cls_icon::load_picture(const cls_string& name, cls_string* e
         return cls_sp<cls_picture>();
     }
     cls_string why;
+    // A cached picture is held until the process ends, so it is no leak.
+    cls_mem_mgr::permanent_scope_t permanent;
     cls_sp<cls_picture> pic = cls_picture::decode_bmp(data, size, &why);
     if (pic.is_null()) {
         if (error) error->print("%s: %s", path.c_str(), why.c_str());

@@ -34,7 +34,9 @@ struct cls_ozgi_gui::impl_t {
     cls_root_container* root = nullptr;
     std::deque<cls_ui_event> queue;
     std::vector<cls_timer*> timers;
-    cls_array<uint32_t> framebuffer;
+    // Made when the GUI starts and freed when it ends, so that it is not left over
+    // in a leak report.
+    cls_array<uint32_t>* framebuffer = nullptr;
     int width = 0;
     int height = 0;
     int rotate = 0;
@@ -166,8 +168,15 @@ void handle_input(impl_t* d, const input_t& in) {
         break;
     }
     case input_t::KEY_DOWN: {
+        // Pages act when a key goes down; its release means nothing to them and is
+        // not passed on. A held key repeats only when it moves the focus: a held
+        // select or back key must not click or close page after page.
+        int code = cls_ui_event::key_code(in.key_name);
+        if (in.repeat && code != cls_ui_event::KEY_PREV && code != cls_ui_event::KEY_PREV_ALT &&
+            code != cls_ui_event::KEY_NEXT && code != cls_ui_event::KEY_NEXT_ALT)
+            break;
         cls_ui_event e(cls_ui_event::EVENT_KEY, top);
-        e.set_int_data(0, cls_ui_event::key_code(in.key_name));
+        e.set_int_data(0, code);
         e.set_int_data(1, 1);
         e.set_key_name(in.key_name);
         top->on_key_event(e);
@@ -224,12 +233,12 @@ void repaint(impl_t* d) {
     if (d->dirty.is_empty() || !d->backend) return;
     cls_rect dirty = d->dirty;
     d->dirty = cls_rect{};
-    cls_canvas canvas(d->framebuffer.begin(), d->width, d->height, d->width);
+    cls_canvas canvas(d->framebuffer->begin(), d->width, d->height, d->width);
     canvas.set_clip(dirty);
     canvas.fill_rect(dirty, cls_color{0, 0, 0, 255});
     cls_page* top = d->root ? d->root->top_page() : nullptr;
     if (top) draw_tree(top, &canvas, dirty);
-    d->backend->present(d->framebuffer.begin(), d->width, dirty);
+    d->backend->present(d->framebuffer->begin(), d->width, dirty);
 }
 
 int next_timeout(impl_t* d, int max_wait_ms) {
@@ -381,6 +390,17 @@ void run_command(impl_t* d, const cls_string& line) {
         } else {
             inject_touch(d, cmd == "press" ? input_t::PRESS : cmd == "move" ? input_t::MOVE : input_t::RELEASE, x, y);
         }
+    } else if (cmd == "wheel") {
+        int x = 0, y = 0, dy = 0;
+        if (words.size() != 4 || !parse_number(words[1], &x) || !parse_number(words[2], &y) ||
+            !parse_number(words[3], &dy))
+            script_fail(d, "wheel needs three numbers: wheel X Y DY");
+        input_t in;
+        in.type = input_t::WHEEL;
+        in.x = x;
+        in.y = y;
+        in.wheel_dy = dy;
+        d->backend->inject_input(in);
     } else if (cmd == "tap_text") {
         if (rest.is_empty()) script_fail(d, "tap_text needs a text");
         cls_event_handler* item = top ? find_text_item(top, rest) : nullptr;
@@ -527,8 +547,9 @@ int cls_ozgi_gui::start_gui() {
     if (d->backend.is_null()) OZGI_FATAL("Can't use the display %s: %s", video.c_str(), error.c_str());
     cls_string title = root->window_title().is_empty() ? cls_string("ozgi") : root->window_title();
     if (!d->backend->open(d->width, d->height, title, &error)) OZGI_FATAL("Can't open the display: %s", error.c_str());
-    d->framebuffer.clear();
-    for (int i = 0; i < d->width * d->height; ++i) d->framebuffer.append(0xff000000u);
+    ozgi_delete(d->framebuffer);
+    d->framebuffer = OZGI_NEW(cls_array<uint32_t>)();
+    for (int i = 0; i < d->width * d->height; ++i) d->framebuffer->append(0xff000000u);
 
     d->root = root;
     cls_root_container::set_ins(root);
@@ -546,7 +567,13 @@ int cls_ozgi_gui::start_gui() {
     ozgi_delete(root);
     d->queue.clear();
     d->timers.clear();
-    d->backend = cls_sp<if_display_backend>();
+    {
+        // The empty pointer's count cell stays with this singleton for good.
+        cls_mem_mgr::permanent_scope_t permanent;
+        d->backend = cls_sp<if_display_backend>();
+    }
+    ozgi_delete(d->framebuffer);
+    d->framebuffer = nullptr;
     d->width = d->height = 0;
     d->script = nullptr;
     return 0;

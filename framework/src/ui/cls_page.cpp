@@ -139,7 +139,13 @@ bool cls_page::on_touch_event(const cls_ui_event& event) {
             bool inside = contains(b, px, py);
             bool was_pressed = b->is_pressed();
             b->set_pressed(false);
-            if (inside && was_pressed) b->click();
+            if (inside && was_pressed) {
+                // A finished tap also moves the focus to the button, so that the keys
+                // carry on from the item the finger chose. It is not moved on the
+                // press: that press may still become a drag.
+                if (b->is_focusable()) set_focus_item(b);
+                b->click();
+            }
         }
         m_dragging = false;
         return true;
