@@ -1,0 +1,142 @@
+// Idle cost: the CPU time the real program uses while it shows a page and nothing
+// happens. The program is started as a child, left 2 s to settle, and then its
+// CPU time is read from /proc before and after 10 s of idling.
+//
+// The headless display is always measured; the SDL window only when DISPLAY is
+// set (run the benchmark under `xvfb-run -a -s "-screen 0 640x800x24"`). The
+// program is build/vesk next to this benchmark's directory; the environment
+// variable VESK_IDLE_PROGRAM names another one.
+#include <benchmark/benchmark.h>
+
+#include <dirent.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <thread>
+
+namespace {
+
+constexpr int SETTLE_MS = 2000;
+constexpr int IDLE_MS = 10000;
+
+std::string program_path() {
+    const char* env = std::getenv("VESK_IDLE_PROGRAM");
+    if (env && *env) return env;
+    char self[4096];
+    ssize_t n = ::readlink("/proc/self/exe", self, sizeof self - 1);
+    if (n <= 0) return "vesk";
+    std::string dir(self, static_cast<size_t>(n));
+    dir = dir.substr(0, dir.rfind('/'));
+    return dir + "/../vesk";
+}
+
+// CPU time (user and system) that process `pid` has used so far, all its threads
+// together (SDL may start threads of its own), in nanoseconds. The scheduler's own
+// per-thread counts are exact; /proc/PID/stat's clock ticks are the fallback.
+long long cpu_ns(pid_t pid) {
+    std::string task_dir = "/proc/" + std::to_string(pid) + "/task";
+    if (DIR* tasks = ::opendir(task_dir.c_str())) {
+        long long total = 0;
+        bool any = false;
+        while (dirent* e = ::readdir(tasks)) {
+            if (e->d_name[0] == '.') continue;
+            std::ifstream sched(task_dir + "/" + e->d_name + "/schedstat");
+            long long ns = 0;
+            if (sched >> ns) {
+                total += ns;
+                any = true;
+            }
+        }
+        ::closedir(tasks);
+        if (any) return total;
+    }
+    std::ifstream stat("/proc/" + std::to_string(pid) + "/stat");
+    std::string all((std::istreambuf_iterator<char>(stat)), std::istreambuf_iterator<char>());
+    size_t close = all.rfind(')');
+    if (close == std::string::npos) return -1;
+    std::istringstream rest(all.substr(close + 2));
+    std::string field;
+    long long utime = 0, stime = 0;
+    // After the name come the state (field 3) and fields 4 to 13; 14 and 15 are the times.
+    for (int i = 3; i <= 15 && rest >> field; ++i) {
+        if (i == 14) utime = std::atoll(field.c_str());
+        if (i == 15) stime = std::atoll(field.c_str());
+    }
+    return (utime + stime) * (1000000000LL / ::sysconf(_SC_CLK_TCK));
+}
+
+// Starts the program on its first page with `video`, idles it and returns the CPU
+// time it used over IDLE_MS, in nanoseconds (-1 when it could not be measured).
+long long idle_cpu_ns(const std::string& video) {
+    char dir[] = "/tmp/vesk_idle_XXXXXX";
+    if (!::mkdtemp(dir)) return -1;
+    // The script keeps the program running (waiting is idling) well past the measurement.
+    std::string script = std::string(dir) + "/idle.script";
+    {
+        std::ofstream out(script);
+        out << "wait " << (SETTLE_MS + IDLE_MS + 5000) << "\nquit\n";
+    }
+    std::string program = program_path();
+    pid_t pid = ::fork();
+    if (pid == 0) {
+        // An empty menu directory: the local device finds nothing to list.
+        if (::chdir(dir) != 0) ::_exit(127);
+        std::string video_arg = "--ozgi-video=" + video, script_arg = "--ozgi-script=" + script;
+        ::execl(program.c_str(), program.c_str(), video_arg.c_str(), script_arg.c_str(), static_cast<char*>(nullptr));
+        ::_exit(127);
+    }
+    long long used = -1;
+    if (pid > 0) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(SETTLE_MS));
+        long long before = cpu_ns(pid);
+        std::this_thread::sleep_for(std::chrono::milliseconds(IDLE_MS));
+        long long after = cpu_ns(pid);
+        int status = 0;
+        // Still running (not a zombie that failed at start-up) when the figures were taken.
+        bool alive = ::waitpid(pid, &status, WNOHANG) == 0;
+        if (alive) {
+            ::kill(pid, SIGTERM);
+            ::waitpid(pid, &status, 0);
+        }
+        if (alive && before >= 0 && after >= before) used = after - before;
+    }
+    std::remove(script.c_str());
+    ::rmdir(dir);
+    return used;
+}
+
+void run_idle(benchmark::State& state, const char* video) {
+    long long used = -1;
+    for (auto _ : state) used = idle_cpu_ns(video);
+    if (used < 0) {
+        state.SkipWithError("the program could not be started or measured");
+        return;
+    }
+    state.counters["cpu_ms_in_10s"] = static_cast<double>(used) / 1e6;
+    state.counters["percent_of_a_core"] = 100.0 * static_cast<double>(used) / (IDLE_MS * 1e6);
+}
+
+void BM_idle_headless(benchmark::State& state) { run_idle(state, "headless"); }
+BENCHMARK(BM_idle_headless)->Iterations(1)->Unit(benchmark::kSecond);
+
+void BM_idle_sdl(benchmark::State& state) {
+    if (!std::getenv("DISPLAY")) {
+        state.SkipWithError("DISPLAY is not set: run under xvfb-run for the SDL figure");
+        for (auto _ : state) {
+        }
+        return;
+    }
+    run_idle(state, "sdl");
+}
+BENCHMARK(BM_idle_sdl)->Iterations(1)->Unit(benchmark::kSecond);
+
+} // namespace
+
+BENCHMARK_MAIN();
