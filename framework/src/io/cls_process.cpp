@@ -198,9 +198,18 @@ bool spawn(child_state_t* c, const cls_array<cls_string>& argv, const cls_string
     posix_spawnattr_setsigmask(&attr, &no_mask);
     posix_spawnattr_setflags(&attr, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
 
+    // The program path is the caller's: a relative path with a "/" names a file
+    // from the program's own directory, not from the child's working directory
+    // (the spawn changes directory before it looks the program up).
+    cls_string program = argv[0];
+    if (work_dir.is_not_empty() && program.has('/') && program.not_begin_with("/")) {
+        char cwd[4096];
+        if (::getcwd(cwd, sizeof(cwd))) program = cls_string(cwd) + "/" + program;
+    }
+
     pid_t pid = -1;
     // A failed chdir or exec is reported here, and the failed child is already reaped.
-    int rc = ::posix_spawnp(&pid, args[0], &actions, &attr, args, environ);
+    int rc = ::posix_spawnp(&pid, program.c_str(), &actions, &attr, args, environ);
 
     posix_spawnattr_destroy(&attr);
     posix_spawn_file_actions_destroy(&actions);
