@@ -53,7 +53,7 @@ TEST_F(ExecPage, HelpExitingOneShowsNoArgumentsNoHelpAndExecuteFocused) {
              "fi\n"
              "echo \"words:$#\"\n");
     run_result_t r = run("tap_text broken\n" + dump("open.json") +
-                         "tap_text Execute test\nwait_text Exit code:0 1500\n" + dump("ran.json"));
+                         "tap_text Execute test\nwait_text Exit code:0 2500\n" + dump("ran.json"));
     ASSERT_RAN(r);
     const json_t& page = top_page(load("open.json"));
     EXPECT_EQ(page.cls(), "cls_vesk_exec_page");
@@ -66,7 +66,7 @@ TEST_F(ExecPage, HelpExitingOneShowsNoArgumentsNoHelpAndExecuteFocused) {
 
 TEST_F(ExecPage, ExitCodeZeroShowsPassIconAndExitCode) {
     m.script("good", "echo fine\nexit 0\n");
-    run_result_t r = run("tap_text good\ntap_text Execute test\nwait_text Exit code:0 1500\n" + dump("end.json") +
+    run_result_t r = run("tap_text good\ntap_text Execute test\nwait_text Exit code:0 2500\n" + dump("end.json") +
                          screenshot("end.png"));
     ASSERT_RAN(r);
     const json_t& page = top_page(load("end.json"));
@@ -84,7 +84,7 @@ TEST_F(ExecPage, ExitCodeZeroShowsPassIconAndExitCode) {
 
 TEST_F(ExecPage, ExitCodeThreeShowsFailIconAndExitCode) {
     m.script("bad", "echo broken\nexit 3\n");
-    run_result_t r = run("tap_text bad\ntap_text Execute test\nwait_text Exit code:3 1500\n" + dump("end.json") +
+    run_result_t r = run("tap_text bad\ntap_text Execute test\nwait_text Exit code:3 2500\n" + dump("end.json") +
                          screenshot("end.png"));
     ASSERT_RAN(r);
     const json_t& page = top_page(load("end.json"));
@@ -131,7 +131,7 @@ TEST_F(ExecPage, ClickingTheEmptyOutputAreaDoesNothing) {
     ASSERT_RAN(run("tap_text quiet\n" + dump("where.json")));
     std::string tap = tap_at(named(top_page(load("where.json")), "OUTPUT_BUTTON"));
     run_result_t r = run("tap_text quiet\n" + tap + dump("empty.json") +
-                         "tap_text Execute test\nwait_text Exit code:0 1500\n" + tap + dump("full.json"));
+                         "tap_text Execute test\nwait_text Exit code:0 2500\n" + tap + dump("full.json"));
     ASSERT_RAN(r);
     json_t empty = load("empty.json");
     EXPECT_EQ(pages(empty).size(), 2u);
@@ -145,10 +145,10 @@ TEST_F(ExecPage, ClickingTheEmptyOutputAreaDoesNothing) {
 TEST_F(ExecPage, ChangedNumericAndListValuesReachTheNextRun) {
     m.help_test("two", TWO_ARG_HELP, "echo ran\nexit 0\n");
     run_result_t r = run("tap_text two\n"
-                         "tap_text Execute test\nwait_text Exit code:0 1500\n" +
+                         "tap_text Execute test\nwait_text Exit code:0 2500\n" +
                          std::string("tap_text count\ntap_text +1\ntap_text Back\n") + dump("numeric.json") +
                          "tap_text mode\ntap_text c\ntap_text Back\n" + dump("list.json") +
-                         "tap_text Execute test\nwait_text Exit code:0 1500\n" + dump("ran.json"));
+                         "tap_text Execute test\nwait_text Exit code:0 2500\n" + dump("ran.json"));
     ASSERT_RAN(r);
     const json_t& numeric = top_page(load("numeric.json"));
     EXPECT_EQ(numeric.cls(), "cls_vesk_exec_page");
@@ -163,7 +163,7 @@ TEST_F(ExecPage, ChangedNumericAndListValuesReachTheNextRun) {
 
 TEST_F(ExecPage, FirstRunPassesTheDefaults) {
     m.help_test("two", TWO_ARG_HELP, "echo ran\nexit 0\n");
-    ASSERT_RAN(run("tap_text two\ntap_text Execute test\nwait_text Exit code:0 1500\n"));
+    ASSERT_RAN(run("tap_text two\ntap_text Execute test\nwait_text Exit code:0 2500\n"));
     EXPECT_EQ(args_of("two"), "[--count]\n[4]\n[--mode]\n[a]\n");
 }
 
@@ -192,12 +192,12 @@ TEST_F(ExecPage, StoppingChangesNothingUntilTheProcessHasEnded) {
     m.script("long",
              "[ \"$1\" = \"--help\" ] && exit 1\n"
              "echo started\n"
-             "trap 'echo got INT; kill $pid 2>/dev/null; sleep 1; echo bye; exit 7' INT\n"
+             "trap 'echo got INT; kill $pid 2>/dev/null; sleep 2; echo bye; exit 7' INT\n"
              "sleep 30 &\npid=$!\nwait $pid\necho 'not interrupted'\nexit 0\n");
     run_result_t r = run("tap_text long\ntap_text Execute test\nwait_text started 1000\n"
                          "tap_text Stop execution\n" + dump("stopped.json") +
                          "wait_text got INT 600\n" + dump("ending.json") +
-                         "wait_text Exit code:7 2000\n" + dump("end.json"));
+                         "wait_text Exit code:7 4000\n" + dump("end.json"));
     ASSERT_RAN(r);
     for (const char* name : {"stopped.json", "ending.json"}) {
         const json_t& page = top_page(load(name));

@@ -32,7 +32,7 @@ TEST_F(ListPage, TheCurrentAlternativeIsCheckedAndATapMovesTheMarkAndTheValue) {
     make_test("--mode {a|b|c}: Default=b, Mode\n");
     ASSERT_RAN(run("tap_text pick\ntap_text mode\n" + dump("open.json") + "tap_text c\n" + dump("tapped.json") +
                    screenshot("tapped.png") + "tap_text Back\n" + dump("exec.json") +
-                   "tap_text Execute test\nwait_text Exit code:0 1500\n"));
+                   "tap_text Execute test\nwait_text Exit code:0 2500\n"));
     json_t page = top_page(load("open.json"));
     EXPECT_EQ(page.cls(), "cls_vesk_select_list_arg_page");
     EXPECT_EQ(label_text(page, "TITLE_LABEL"), "mode");
@@ -74,7 +74,7 @@ TEST_F(ListPage, TheStoredValueIsTheAlternativeExactlyAsWritten) {
     EXPECT_EQ(checks(page), "10");
     std::string tap = tap_at(*page_buttons(page)[1]);
     ASSERT_RAN(run("tap_text pick\ntap_text sp\n" + tap + dump("tapped.json") + "tap_text Back\n" + dump("exec.json") +
-                   "tap_text Execute test\nwait_text Exit code:0 1500\n"));
+                   "tap_text Execute test\nwait_text Exit code:0 2500\n"));
     EXPECT_EQ(checks(top_page(load("tapped.json"))), "01");
     EXPECT_EQ(arg_value(top_page(load("exec.json")), "sp"), " b ");
     EXPECT_EQ(args_of("pick"), "[--sp]\n[ b ]\n");

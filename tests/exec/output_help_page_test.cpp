@@ -40,7 +40,7 @@ TEST_F(OutputHelpPages, LongOutputKeepsItsLastLinesVisibleAtTheBottom) {
     // The output area is found first, then tapped after a run.
     ASSERT_RAN(run("tap_text chatty\n" + dump("where.json")));
     std::string tap = tap_at(named(top_page(load("where.json")), "OUTPUT_BUTTON"));
-    ASSERT_RAN(run("tap_text chatty\ntap_text Execute test\nwait_text Exit code:0 1500\n" + dump("exec.json") + tap +
+    ASSERT_RAN(run("tap_text chatty\ntap_text Execute test\nwait_text Exit code:0 2500\n" + dump("exec.json") + tap +
                    dump("output.json") + screenshot("output.png")));
     std::string shown = label_text(named(top_page(load("exec.json")), "OUTPUT_BUTTON"), "LABEL");
     EXPECT_EQ(shown.substr(shown.size() - 4), "END\n");
