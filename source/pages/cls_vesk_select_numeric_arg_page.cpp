@@ -44,6 +44,9 @@ void cls_vesk_select_numeric_arg_page::init() {
     prompt.print("The value of %s (%s-%s): %s", info.arg_name.c_str(), info.values[0].c_str(), info.values[1].c_str(),
                  info.arg_desc.c_str());
     m_prompt_label->set_text(prompt);
+    // FIXME: a label does not follow its text with its content-sized geometry by
+    // itself yet, and the layout sized this one for an empty text.
+    m_prompt_label->relayout(false);
     m_value_label->set_text(info.default_value);
 
     cls_fixed_point range = cls_fixed_point(info.values[1]) - cls_fixed_point(info.values[0]);
