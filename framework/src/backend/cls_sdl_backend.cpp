@@ -23,6 +23,9 @@ cls_sdl_backend::~cls_sdl_backend() {
     if (m_renderer) SDL_DestroyRenderer(m_renderer);
     if (m_window) SDL_DestroyWindow(m_window);
     if (m_video_started) SDL_QuitSubSystem(SDL_INIT_VIDEO);
+    // With nothing else of SDL in use, SDL_Quit also lets go of what SDL keeps
+    // beyond its subsystems (its D-Bus connection among them).
+    if (m_video_started && SDL_WasInit(0) == 0) SDL_Quit();
 }
 
 bool cls_sdl_backend::open(int width, int height, const cls_string& title, cls_string* error) {
