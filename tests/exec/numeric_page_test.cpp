@@ -38,6 +38,8 @@ TEST_F(NumericPage, HalfStepGivesTheStepPairThenThePowersOfTenWithTheFocusOnTheN
     EXPECT_EQ(page.cls(), "cls_vesk_select_numeric_arg_page");
     EXPECT_EQ(label_text(page, "TITLE_LABEL"), "lum");
     EXPECT_EQ(label_text(page, "ARG_PROMPT_LABEL"), "The value of lum (0-250): Luminance");
+    // The prompt is sized to its text, not to the empty text the layout started with.
+    EXPECT_GT(named(page, "ARG_PROMPT_LABEL").w(), 200);
     EXPECT_EQ(value(page), "120");
     EXPECT_EQ(labels(page), (std::vector<std::string>{"-0.5", "+0.5", "-1", "+1", "-10", "+10", "-100", "+100"}));
     EXPECT_EQ(amounts(page), (std::vector<std::string>{"-0.5", "0.5", "-1", "1", "-10", "10", "-100", "100"}));
