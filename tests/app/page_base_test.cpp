@@ -167,6 +167,17 @@ TEST_F(AppPageBase, NonKeyEventsAreRefused) {
     EXPECT_EQ(page->backs, 0);
 }
 
+TEST_F(AppPageBase, NonKeyEventsNamingTheExtraBackKeyDoNotGoBack) {
+    cls_vesk_page_base::set_back_key("F5");
+    for (int code : {cls_ui_event::EVENT_APP, cls_ui_event::EVENT_TOUCH, cls_ui_event::EVENT_USER}) {
+        cls_ui_event e(code, page);
+        e.set_int_data(0, cls_ui_event::key_code("F5"));
+        e.set_key_name("F5");
+        EXPECT_FALSE(page->on_key_event(e)) << code;
+    }
+    EXPECT_EQ(page->backs, 0);
+}
+
 TEST(AppPageSettings, DefaultsAndSetters) {
     EXPECT_EQ(cls_vesk_page::m_menu_interval, 5);
     EXPECT_EQ(cls_vesk_page::m_menu_item_height, 64);
