@@ -262,21 +262,31 @@ void settle(impl_t* d) {
     repaint(d);
 }
 
-// One turn of the loop: what is due, then a wait of at most `max_wait_ms`
-// (-1: until something happens) for input, a timer or child-process output.
-void loop_turn(impl_t* d, int max_wait_ms) {
+// Everything that is due now, timers included, then one repaint and one
+// present, whatever happened.
+void run_due(impl_t* d) {
     handle_inputs(d);
     cls_ozgi_gui::ins()->handle_posted_events();
     fire_due_timers(d);
     cls_ozgi_gui::ins()->handle_posted_events();
     if (d->root) d->root->destroy_closed_pages();
-    // One repaint and one present per turn, whatever happened in it.
     repaint(d);
+}
+
+// Blocks for at most `max_wait_ms` (-1: until something happens) until input,
+// a timer or child-process output is due.
+void wait_for_activity(impl_t* d, int max_wait_ms) {
     if (d->quit) return;
     int fds[64];
     int n = cls_process::pipe_fds(fds, 64);
     d->backend->wait(next_timeout(d, max_wait_ms), fds, n);
     cls_process::pump(0);
+}
+
+// One turn of the loop: what is due, then the wait for what comes next.
+void loop_turn(impl_t* d, int max_wait_ms) {
+    run_due(d);
+    wait_for_activity(d, max_wait_ms);
 }
 
 // ---- Automation script ----------------------------------------------------
@@ -434,8 +444,11 @@ void run_command(impl_t* d, const cls_string& line) {
         cls_string text = rest.sub_str(0, cut);
         text.trim_to_str(" \t", false, true);
         long long deadline = gui_now_ms() + ms;
+        // The text is looked for right after each turn's work and before its
+        // wait, so a change made by a timer or an input is seen at once, not
+        // only when the next wait has run out.
         while (!d->quit) {
-            settle(d);
+            run_due(d);
             cls_page* p = d->root ? d->root->top_page() : nullptr;
             if (p && page_shows(p, text)) break;
             long long now = gui_now_ms();
@@ -444,7 +457,7 @@ void run_command(impl_t* d, const cls_string& line) {
                 why.print("\"%s\" was not shown within %d ms", text.c_str(), ms);
                 script_fail(d, why);
             }
-            loop_turn(d, static_cast<int>(deadline - now));
+            wait_for_activity(d, static_cast<int>(deadline - now));
         }
     } else if (cmd == "dump") {
         if (words.size() != 2) script_fail(d, "dump needs a file name: dump FILE");
