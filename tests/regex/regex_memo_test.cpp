@@ -118,6 +118,14 @@ TEST(regex_memo, random_patterns_give_the_same_results_with_and_without_the_memo
     EXPECT_LT(matched, compared - compared / 10);
 }
 
+TEST(regex_memo, a_node_revisited_at_the_same_position_in_a_new_iteration_is_not_a_failure) {
+    // The second iteration reaches <clr> at the position where the first left
+    // it; it has consumed nothing yet, so it is a different state, not a repeat.
+    EXPECT_EQ(regex_test::run("(b?<clr>(b?|a*)<n2>)*", "ba"), "n2=;n2=a;");
+    EXPECT_EQ(regex_test::run("(b?<clr>(b?|a*)<n2>)*$", "baa$"), "n2=;n2=aa;");
+    EXPECT_EQ(regex_test::run("((b|)<clr>(|a)<x>)*", "bab"), "x=;x=a;x=;");
+}
+
 TEST(regex_memo, exponential_pattern_without_the_memo_agrees_on_a_short_text) {
     cls_regex re("(<clr>(a|a?a)<x>)*b");
     std::string text(14, 'a');

@@ -15,8 +15,8 @@
 // A <name> passed when no <clr> has been passed captures the empty text.
 // Matching is anchored at the start of the text and backtracks, greedy first.
 // An iteration of * or + (after the first) that consumes nothing fails, so a
-// repetition can't loop in place. Failed (node, position) pairs are remembered,
-// so matching time stays polynomial, and the walk keeps its own stack, so a
+// repetition can't loop in place. Failed (node, position) pairs (with the state
+// of such iterations) are remembered, so matching time stays polynomial, and the walk keeps its own stack, so a
 // long text can't overflow the C++ stack.
 #include "ozgi/cls_array.h"
 #include "ozgi/cls_dict.h"

@@ -14,13 +14,15 @@
 // stack of choice points, so the text length never shows up as C++ recursion.
 //
 // Why the memo keeps the results of plain backtracking: nothing in the dialect
-// lets an earlier capture influence what can match later, so whether the rest of
-// the pattern can match from (node, position) does not depend on how the walk got
-// there. A second arrival at the same (node, position) can therefore only repeat
-// a failure (a success would have ended the walk), and skipping it changes
-// neither the result, nor the captures, nor the furthest position reached. Only
-// nodes that can be reached from more than one place at the same position need a
-// memo row: any other node is re-entered only if its single predecessor is.
+// lets an earlier capture influence what can match later. What the rest of the
+// pattern can match from a node depends only on the position and, inside a
+// repetition whose body can match nothing, on whether the current iteration has
+// consumed anything yet (an iteration that consumed nothing fails at its end).
+// That state is part of the memo key. A second arrival in the same state can
+// only repeat a failure (a success would have ended the walk), so skipping it
+// changes neither the result, nor the captures, nor the furthest position
+// reached. Only nodes that can be reached from more than one place need a memo
+// row: any other node is re-entered only when its single predecessor is.
 
 namespace ozgi {
 
@@ -88,7 +90,9 @@ struct node_t {
     int lit_len = 0;   // N_STR
     int name = -1;     // N_NAME
     int reg = -1;      // N_ENTER, N_CHECK: register holding the iteration start
-    int memo = -1;     // memo row, or -1 when the node needs none
+    int memo = -1;     // first memo row, or -1 when the node needs none
+    int guard_off = 0; // the guarded repetitions around the node: offset into the guard pool
+    int guard_cnt = 0; // and their number
 };
 
 /// A choice point. `aux` is -1 for "resume at node `node`, position `pos`";
@@ -127,6 +131,8 @@ struct star_cache_t {
 
 /// Nesting of groups deeper than this is refused: parsing recurses per level.
 constexpr int MAX_DEPTH = 256;
+/// A node's memo needs 2^n rows for n guarded repetitions around it.
+constexpr int MAX_GUARDS = 8;
 constexpr int CLR_REG = 0;
 
 } // namespace
@@ -139,6 +145,8 @@ struct cls_regex::impl_t {
     std::vector<node_t> nodes;
     std::string literals;
     std::vector<cls_string> names;
+    std::vector<int> guard_pool;  // registers of guarded repetitions, per node
+    std::vector<int> open_guards; // while building: the guarded repetitions being built
     int start = 0;
     int memo_rows = 0;
     int reg_count = 1;
@@ -362,6 +370,7 @@ struct cls_regex::impl_t {
                 ast[r].unbounded = q != '?';
                 ast[r].kids.push_back(item);
                 item = r;
+                if (guard_depth(item) > MAX_GUARDS) fail("too many nested repetitions that can match nothing", at - 1);
             }
             items.push_back(item);
         }
@@ -414,10 +423,32 @@ struct cls_regex::impl_t {
         }
     }
 
+    /// Whether `a` becomes a loop that must check each iteration consumed something.
+    bool guarded(int a) const {
+        const ast_t& n = ast[a];
+        return n.kind == A_REPEAT && n.unbounded && ast[n.kids[0]].kind != A_SET && nullable(n.kids[0]);
+    }
+
+    /// The largest number of guarded loops nested in one another in `a`.
+    int guard_depth(int a) const {
+        int deepest = 0;
+        for (int k : ast[a].kids) {
+            int d = guard_depth(k);
+            if (d > deepest) deepest = d;
+        }
+        return deepest + (guarded(a) ? 1 : 0);
+    }
+
     int new_node(node_kind_t kind, int next) {
         nodes.push_back(node_t());
-        nodes.back().kind = kind;
-        nodes.back().next = next;
+        node_t& n = nodes.back();
+        n.kind = kind;
+        n.next = next;
+        if (!open_guards.empty()) {
+            n.guard_off = static_cast<int>(guard_pool.size());
+            n.guard_cnt = static_cast<int>(open_guards.size());
+            guard_pool.insert(guard_pool.end(), open_guards.begin(), open_guards.end());
+        }
         return static_cast<int>(nodes.size()) - 1;
     }
 
@@ -511,9 +542,11 @@ struct cls_regex::impl_t {
         int body;
         if (guard) {
             int reg = reg_count++;
+            open_guards.push_back(reg);
             int check = new_node(N_CHECK, loop);
             nodes[check].reg = reg;
             int inner = build(kid, check);
+            open_guards.pop_back();
             body = new_node(N_ENTER, inner);
             nodes[body].reg = reg;
         } else {
@@ -534,7 +567,12 @@ struct cls_regex::impl_t {
         }
         for (size_t i = 0; i < nodes.size(); ++i) {
             if (nodes[i].kind == N_MATCH) continue;
-            if (in[i] >= 2 || after_star[i]) nodes[i].memo = memo_rows++;
+            if (in[i] < 2 && !after_star[i]) continue;
+            // Inside guarded repetitions, whether the rest can match also depends
+            // on whether each current iteration has consumed anything yet, so the
+            // node gets one row per combination of those facts.
+            nodes[i].memo = memo_rows;
+            memo_rows += 1 << nodes[i].guard_cnt;
         }
     }
 
@@ -585,7 +623,10 @@ struct cls_regex::impl_t {
         for (;;) {
             const node_t& n = ns[node];
             if (use_memo && n.memo >= 0) {
-                size_t bit = static_cast<size_t>(n.memo) * stride + pos;
+                int row = n.memo;
+                for (int g = 0; g < n.guard_cnt; ++g)
+                    if (regs[guard_pool[n.guard_off + g]] == pos) row += 1 << g;
+                size_t bit = static_cast<size_t>(row) * stride + pos;
                 uint64_t mask = uint64_t(1) << (bit & 63);
                 if (memo[bit >> 6] & mask) goto failed;
                 memo[bit >> 6] |= mask;
@@ -638,11 +679,15 @@ struct cls_regex::impl_t {
                     else c = star_cache_t{true, pos, end, end + 1};
                 }
                 if (end > max) max = end;
+                // Skipping the positions the successor was already tried from is
+                // what the memo would do, only faster. Inside a guarded loop the
+                // memo distinguishes more than positions, so it is left to decide.
+                const bool skip = use_memo && n.guard_cnt == 0;
                 int lowest = pos + n.min;
                 int j = end;
-                if (use_memo && c.tried - 1 < j) j = c.tried - 1;
+                if (skip && c.tried - 1 < j) j = c.tried - 1;
                 if (j < lowest) goto failed;
-                if (use_memo) c.tried = j;
+                if (skip) c.tried = j;
                 if (j > lowest)
                     stack.push_back(frame_t{node, j - 1, static_cast<int>(caps.size()), static_cast<int>(trail.size()), lowest});
                 pos = j;
@@ -686,7 +731,7 @@ struct cls_regex::impl_t {
                 const node_t& star = ns[f.node];
                 star_cache_t& c = star_cache[star.star];
                 int j = f.pos;
-                bool same_run = use_memo && c.valid && j >= c.lo && j <= c.hi;
+                bool same_run = use_memo && star.guard_cnt == 0 && c.valid && j >= c.lo && j <= c.hi;
                 if (same_run && c.tried - 1 < j) j = c.tried - 1;
                 if (j < f.aux) continue;
                 if (same_run && j == c.tried - 1) c.tried = j;
