@@ -8,6 +8,17 @@ using namespace ozgi;
 using regex_test::malformed_re;
 using regex_test::run;
 
+namespace {
+
+/// `count` times ")*".
+std::string repeat_close(int count) {
+    std::string out;
+    for (int i = 0; i < count; ++i) out += ")*";
+    return out;
+}
+
+} // namespace
+
 TEST(regex_dialect, literal_is_anchored_at_the_start_and_need_not_reach_the_end) {
     EXPECT_EQ(run("abc", "abc"), "");
     EXPECT_EQ(run("abc", "abcdef"), "");
@@ -303,4 +314,12 @@ TEST(regex_malformed_death, nesting_too_deep) {
 TEST(regex_malformed, nesting_within_the_limit_is_accepted) {
     std::string deep = std::string(200, '(') + "<clr>a<x>" + std::string(200, ')') + "*";
     EXPECT_EQ(run(deep, "aaa"), "x=a;x=a;x=a;");
+}
+
+TEST(regex_malformed_death, too_many_nested_repetitions_that_can_match_nothing) {
+    std::string eight = std::string(8, '(') + "a?" + repeat_close(8);
+    EXPECT_EQ(run(eight, "aa"), "");
+    std::string nine = std::string(9, '(') + "a?" + repeat_close(9);
+    EXPECT_EXIT(cls_regex(nine.c_str()), testing::ExitedWithCode(1),
+                malformed_re(nine, "too many nested repetitions that can match nothing", 28));
 }

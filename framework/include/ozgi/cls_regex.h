@@ -46,9 +46,10 @@ public:
     /// The length of the longest start of the text that any attempt of the last
     /// match() call matched.
     int max_matched_len() const { return m_max_matched_len; }
-    /// Turns the memo of failed (node, position) pairs on (the default) or off.
-    /// Without it matching is plain backtracking, which gives the same results but
-    /// may take exponential time; tests use it to check exactly that.
+    /// Turns the memo of failed (node, position) pairs and the other shortcuts of
+    /// matching on (the default) or off. Without them matching is plain
+    /// backtracking, which gives the same results but may take exponential time;
+    /// tests use it to check exactly that.
     void set_memoise(bool enabled);
 
 private:

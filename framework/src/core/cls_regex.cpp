@@ -147,6 +147,11 @@ struct cls_regex::impl_t {
     std::vector<cls_string> names;
     std::vector<int> guard_pool;  // registers of guarded repetitions, per node
     std::vector<int> open_guards; // while building: the guarded repetitions being built
+    // Per node: the characters a match from the node can begin with, and whether
+    // it may succeed without consuming any. A try that can't begin at the next
+    // character fails without reaching anything, so it is skipped.
+    std::vector<char_set_t> first;
+    std::vector<uint8_t> empty_ok;
     int start = 0;
     int memo_rows = 0;
     int reg_count = 1;
@@ -576,12 +581,62 @@ struct cls_regex::impl_t {
         }
     }
 
+    void compute_first_sets() {
+        size_t count = nodes.size();
+        first.assign(count, char_set_t());
+        for (char_set_t& f : first) f.clear();
+        empty_ok.assign(count, 0);
+        // Loops make the graph cyclic; the sets only grow, so repeat until stable.
+        for (bool changed = true; changed;) {
+            changed = false;
+            for (size_t i = 0; i < count; ++i) {
+                const node_t& n = nodes[i];
+                char_set_t f;
+                f.clear();
+                bool e = false;
+                switch (n.kind) {
+                case N_MATCH: e = true; break;
+                case N_SET: f = sets[n.set]; break;
+                case N_STR: f.add(static_cast<unsigned char>(literals[n.lit_off])); break;
+                case N_STAR:
+                    f = sets[n.set];
+                    if (n.min == 0) {
+                        f.add_set(first[n.next]);
+                        e = empty_ok[n.next];
+                    }
+                    break;
+                case N_SPLIT:
+                    f = first[n.next];
+                    f.add_set(first[n.alt]);
+                    e = empty_ok[n.next] || empty_ok[n.alt];
+                    break;
+                default:
+                    f = first[n.next];
+                    e = empty_ok[n.next];
+                    break;
+                }
+                if (std::memcmp(&f, &first[i], sizeof(f)) != 0 || e != static_cast<bool>(empty_ok[i])) {
+                    first[i] = f;
+                    empty_ok[i] = e;
+                    changed = true;
+                }
+            }
+        }
+    }
+
+    /// Whether a match from `node` could begin at `pos` of `s` (`len` long).
+    /// Without the memo every shortcut is off, so that plain backtracking can be compared.
+    bool can_start(int node, const unsigned char* s, int pos, int len) const {
+        return !memoise || empty_ok[node] || (pos < len && first[node].has(s[pos]));
+    }
+
     void compile() {
         int root = parse_alt();
         if (!at_end()) fail("unmatched ')'", at);
         int match = new_node(N_MATCH, -1);
         start = build(root, match);
         assign_memo_rows();
+        compute_first_sets();
         ast.clear();
         ast.shrink_to_fit();
     }
@@ -654,7 +709,12 @@ struct cls_regex::impl_t {
                 continue;
             }
             case N_SPLIT:
-                stack.push_back(frame_t{n.alt, pos, static_cast<int>(caps.size()), static_cast<int>(trail.size()), -1});
+                if (!can_start(n.next, s, pos, len)) {
+                    node = n.alt;
+                    continue;
+                }
+                if (can_start(n.alt, s, pos, len))
+                    stack.push_back(frame_t{n.alt, pos, static_cast<int>(caps.size()), static_cast<int>(trail.size()), -1});
                 node = n.next;
                 continue;
             case N_STAR: {
@@ -686,8 +746,9 @@ struct cls_regex::impl_t {
                 int lowest = pos + n.min;
                 int j = end;
                 if (skip && c.tried - 1 < j) j = c.tried - 1;
+                while (j >= lowest && !can_start(n.next, s, j, len)) --j;
+                if (skip) c.tried = j < lowest ? lowest : j;
                 if (j < lowest) goto failed;
-                if (skip) c.tried = j;
                 if (j > lowest)
                     stack.push_back(frame_t{node, j - 1, static_cast<int>(caps.size()), static_cast<int>(trail.size()), lowest});
                 pos = j;
@@ -733,8 +794,11 @@ struct cls_regex::impl_t {
                 int j = f.pos;
                 bool same_run = use_memo && star.guard_cnt == 0 && c.valid && j >= c.lo && j <= c.hi;
                 if (same_run && c.tried - 1 < j) j = c.tried - 1;
+                // Positions skipped as hopeless may join the tried ones.
+                bool adjoins = same_run && j == c.tried - 1;
+                while (j >= f.aux && !can_start(star.next, s, j, len)) --j;
+                if (adjoins) c.tried = j < f.aux ? f.aux : j;
                 if (j < f.aux) continue;
-                if (same_run && j == c.tried - 1) c.tried = j;
                 if (j > f.aux) {
                     f.pos = j - 1;
                     stack.push_back(f);
