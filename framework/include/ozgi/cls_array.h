@@ -52,6 +52,11 @@ public:
     /// True when there are no elements.
     bool is_empty() const { return m_count == 0; }
 
+    /// Makes room for at least `capacity` elements, so that appends up to that
+    /// count do not move the block.
+    void reserve(int capacity) {
+        if (capacity > m_capacity) expand_array_to(capacity);
+    }
     /// Appends a copy of `item`; returns the array so appends can be chained.
     cls_array& append(const T& item) {
         if (m_count + 1 > m_capacity) expand_array_to(m_count + 1);
