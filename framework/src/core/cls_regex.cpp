@@ -28,22 +28,23 @@ namespace ozgi {
 
 namespace {
 
-/// A set of byte values.
+/// A set of byte values, as a table: one load per test in the scanning loops.
 struct char_set_t {
-    uint64_t bits[4];
+    uint8_t in[256];
 
-    void clear() { std::memset(bits, 0, sizeof(bits)); }
-    void add(unsigned char c) { bits[c >> 6] |= uint64_t(1) << (c & 63); }
+    void clear() { std::memset(in, 0, sizeof(in)); }
+    void add(unsigned char c) { in[c] = 1; }
+    void remove(unsigned char c) { in[c] = 0; }
     void add_range(unsigned char lo, unsigned char hi) {
         for (int c = lo; c <= hi; ++c) add(static_cast<unsigned char>(c));
     }
     void add_set(const char_set_t& other) {
-        for (int i = 0; i < 4; ++i) bits[i] |= other.bits[i];
+        for (int i = 0; i < 256; ++i) in[i] |= other.in[i];
     }
     void invert() {
-        for (int i = 0; i < 4; ++i) bits[i] = ~bits[i];
+        for (int i = 0; i < 256; ++i) in[i] ^= 1;
     }
-    bool has(unsigned char c) const { return (bits[c >> 6] >> (c & 63)) & 1; }
+    bool has(unsigned char c) const { return in[c] != 0; }
     /// The only member, or -1 when the set holds none or several.
     int single() const {
         int found = -1;
@@ -104,9 +105,10 @@ struct frame_t {
     int caps;
     int trail;
     int aux;
+    int clr; // the capture start when the frame was made (it changes too often for the trail)
 };
 
-/// A register write to undo on backtracking.
+/// A write to an iteration-start register, to undo on backtracking.
 struct trail_t {
     int reg;
     int old;
@@ -133,7 +135,6 @@ struct star_cache_t {
 constexpr int MAX_DEPTH = 256;
 /// A node's memo needs 2^n rows for n guarded repetitions around it.
 constexpr int MAX_GUARDS = 8;
-constexpr int CLR_REG = 0;
 
 } // namespace
 
@@ -154,7 +155,7 @@ struct cls_regex::impl_t {
     std::vector<uint8_t> empty_ok;
     int start = 0;
     int memo_rows = 0;
-    int reg_count = 1;
+    int reg_count = 0;
     int star_count = 0;
     bool memoise = true;
 
@@ -165,6 +166,7 @@ struct cls_regex::impl_t {
     std::vector<cap_t> caps;
     std::vector<uint64_t> memo;
     std::vector<int> regs;
+    int clr = -1; // where the capture begun by the latest <clr> starts; -1: none
     std::vector<star_cache_t> star_cache;
 
     // Parser state.
@@ -338,7 +340,7 @@ struct cls_regex::impl_t {
             char_set_t set;
             set.clear();
             set.invert();
-            set.bits['\n' >> 6] &= ~(uint64_t(1) << ('\n' & 63));
+            set.remove('\n');
             return new_set_ast(set);
         }
         case '\\': {
@@ -649,6 +651,7 @@ struct cls_regex::impl_t {
             trail.pop_back();
         }
         caps.resize(f.caps);
+        clr = f.clr;
     }
 
     void set_reg(int reg, int value) {
@@ -662,6 +665,7 @@ struct cls_regex::impl_t {
         trail.clear();
         caps.clear();
         regs.assign(reg_count, -1);
+        clr = -1;
         star_cache.assign(star_count, star_cache_t{false, 0, 0, 0});
         const size_t stride = static_cast<size_t>(len) + 1;
         if (memoise && memo_rows > 0) {
@@ -714,7 +718,7 @@ struct cls_regex::impl_t {
                     continue;
                 }
                 if (can_start(n.alt, s, pos, len))
-                    stack.push_back(frame_t{n.alt, pos, static_cast<int>(caps.size()), static_cast<int>(trail.size()), -1});
+                    stack.push_back(frame_t{n.alt, pos, static_cast<int>(caps.size()), static_cast<int>(trail.size()), -1, clr});
                 node = n.next;
                 continue;
             case N_STAR: {
@@ -726,14 +730,10 @@ struct cls_regex::impl_t {
                 } else {
                     // A scan that runs into the cached run ends where that run ends,
                     // so a run is scanned about once however often it is entered.
+                    int stop = c.valid && c.lo > pos ? c.lo : len;
                     int q = pos;
-                    while (q < len && set.has(s[q])) {
-                        if (c.valid && q == c.lo) {
-                            q = c.hi;
-                            break;
-                        }
-                        ++q;
-                    }
+                    while (q < stop && set.has(s[q])) ++q;
+                    if (q == stop && stop != len) q = c.hi;
                     end = q;
                     if (c.valid && end == c.hi) c.lo = pos;
                     else c = star_cache_t{true, pos, end, end + 1};
@@ -750,17 +750,17 @@ struct cls_regex::impl_t {
                 if (skip) c.tried = j < lowest ? lowest : j;
                 if (j < lowest) goto failed;
                 if (j > lowest)
-                    stack.push_back(frame_t{node, j - 1, static_cast<int>(caps.size()), static_cast<int>(trail.size()), lowest});
+                    stack.push_back(frame_t{node, j - 1, static_cast<int>(caps.size()), static_cast<int>(trail.size()), lowest, clr});
                 pos = j;
                 node = n.next;
                 continue;
             }
             case N_CLR:
-                set_reg(CLR_REG, pos);
+                clr = pos;
                 node = n.next;
                 continue;
             case N_NAME: {
-                int from = regs[CLR_REG] < 0 ? pos : regs[CLR_REG];
+                int from = clr < 0 ? pos : clr;
                 caps.push_back(cap_t{n.name, from, pos});
                 node = n.next;
                 continue;
@@ -828,6 +828,7 @@ bool cls_regex::match(const cls_string& text, cls_array<name_val_t>* captures, c
     m_max_matched_len = furthest;
     if (!ok) return false;
     if (dict) dict->clear();
+    if (captures) captures->reserve(captures->count() + static_cast<int>(m_impl->caps.size()));
     for (const cap_t& c : m_impl->caps) {
         const cls_string& name = m_impl->names[c.name];
         if (captures) {
