@@ -21,8 +21,13 @@
 // That state is part of the memo key. A second arrival in the same state can
 // only repeat a failure (a success would have ended the walk), so skipping it
 // changes neither the result, nor the captures, nor the furthest position
-// reached. Only nodes that can be reached from more than one place need a memo
+// reached. Only nodes that can be reached from more than one place, and the
+// successors of character runs (which hand them many positions), need a memo
 // row: any other node is re-entered only when its single predecessor is.
+//
+// The other shortcuts follow the same rule of changing nothing but speed: a try
+// whose first character can't be matched is skipped, and a run of characters
+// gives back only positions its successor has not been tried from yet.
 
 namespace ozgi {
 
