@@ -21,6 +21,7 @@
 #include <string>
 #include <vector>
 
+#include "device_test_util.h"
 #include "mini_json.h"
 
 extern char** environ;
@@ -36,44 +37,13 @@ inline std::string read_file(const std::string& path) {
 
 inline bool file_exists(const std::string& path) { return ::access(path.c_str(), F_OK) == 0; }
 
-/// A temporary directory, removed with its contents when the object goes.
-class temp_dir {
+/// A temporary menu directory, removed with its contents when the object goes.
+class temp_dir : public device_temp_dir {
 public:
-    temp_dir() {
-        std::string pattern = (std::filesystem::temp_directory_path() / "vesk_app_XXXXXX").string();
-        std::vector<char> buf(pattern.begin(), pattern.end());
-        buf.push_back('\0');
-        if (::mkdtemp(buf.data()) == nullptr) std::abort();
-        m_path = buf.data();
-    }
-    ~temp_dir() {
-        std::error_code ec;
-        std::filesystem::remove_all(m_path, ec);
-    }
-    temp_dir(const temp_dir&) = delete;
-    temp_dir& operator=(const temp_dir&) = delete;
-
-    const std::string& path() const { return m_path; }
-    std::string at(const std::string& rel) const { return m_path + "/" + rel; }
-
-    /// Creates the directory `rel` with its parents.
-    void make_dir(const std::string& rel) const { std::filesystem::create_directories(at(rel)); }
     /// Writes `text` to `rel`, creating its parents, with the given mode.
-    void write(const std::string& rel, const std::string& text, mode_t mode = 0644) const {
-        std::filesystem::path p(at(rel));
-        std::filesystem::create_directories(p.parent_path());
-        std::ofstream out(p, std::ios::binary | std::ios::trunc);
-        out << text;
-        out.close();
-        ::chmod(p.c_str(), mode);
-    }
+    void write(const std::string& rel, const std::string& text, mode_t mode = 0644) const { write_file(rel, text, mode); }
     /// Writes a small executable test script at `rel`.
-    void make_test(const std::string& rel) const {
-        write(rel, "#!/bin/sh\necho \"$0 ran\"\n", 0755);
-    }
-
-private:
-    std::string m_path;
+    void make_test(const std::string& rel) const { write(rel, "#!/bin/sh\necho \"$0 ran\"\n", 0755); }
 };
 
 // ---- GUI dumps ----------------------------------------------------------------
