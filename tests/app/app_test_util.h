@@ -449,4 +449,26 @@ inline bool is_fatal(const std::string& err, const std::string& text) {
     return err.find('\n') == err.size() - 1;
 }
 
+/// Runs the program headless on the menu directory `menu` under the script.
+inline run_result run_menu(const temp_dir& menu, const script_t& s, std::vector<std::string> args = {}) {
+    run_opts_t o;
+    args.push_back("--dir=" + menu.path());
+    o.args = args;
+    return run_vesk(o, s);
+}
+
+/// The item data of the buttons the page added itself, in order.
+inline std::vector<std::string> data_of(const gui_item& page) {
+    std::vector<std::string> out;
+    for (const gui_item* b : page.page_buttons()) out.push_back(b->item_data);
+    return out;
+}
+
+/// The shown labels of the buttons the page added itself, in order.
+inline std::vector<std::string> labels_of(const gui_item& page) {
+    std::vector<std::string> out;
+    for (const gui_item* b : page.page_buttons()) out.push_back(b->find("BUTTON_LABEL")->shown_text);
+    return out;
+}
+
 } // namespace app_test

@@ -20,25 +20,6 @@ void make_menu(const temp_dir& menu) {
     menu.make_test("direct_exec.t1");
 }
 
-run_result run_menu(const temp_dir& menu, const script_t& s, std::vector<std::string> args = {}) {
-    run_opts_t o;
-    args.push_back("--dir=" + menu.path());
-    o.args = args;
-    return run_vesk(o, s);
-}
-
-std::vector<std::string> data_of(const gui_item& page) {
-    std::vector<std::string> out;
-    for (const gui_item* b : page.page_buttons()) out.push_back(b->item_data);
-    return out;
-}
-
-std::vector<std::string> labels_of(const gui_item& page) {
-    std::vector<std::string> out;
-    for (const gui_item* b : page.page_buttons()) out.push_back(b->find("BUTTON_LABEL")->shown_text);
-    return out;
-}
-
 // The item data of the focused page button, or the focused item's name.
 std::string focus_of(const gui_item& page) {
     const gui_item* f = page.focused_item();

@@ -21,25 +21,6 @@ void make_menu(const temp_dir& menu) {
     menu.make_test("t1");
 }
 
-run_result run_menu(const temp_dir& menu, const script_t& s, std::vector<std::string> args = {}) {
-    run_opts_t o;
-    args.push_back("--dir=" + menu.path());
-    o.args = args;
-    return run_vesk(o, s);
-}
-
-std::vector<std::string> labels_of(const gui_item& page) {
-    std::vector<std::string> out;
-    for (const gui_item* b : page.page_buttons()) out.push_back(b->find("BUTTON_LABEL")->shown_text);
-    return out;
-}
-
-std::vector<std::string> data_of(const gui_item& page) {
-    std::vector<std::string> out;
-    for (const gui_item* b : page.page_buttons()) out.push_back(b->item_data);
-    return out;
-}
-
 } // namespace
 
 TEST(AppOptionPage, ShowsItsThreeButtonsWithTheLanguageButtonFocused) {
