@@ -41,6 +41,8 @@ public:
     bool pull_file(const ozgi::cls_string& remote_path, const ozgi::cls_string& local_path);
     /// A file's text from the target through a temporary file in "./"; null when the pull failed.
     ozgi::cls_sp<ozgi::cls_string> read_remote_file(const ozgi::cls_string& remote_path);
+    /// The serial id given to set_serial_id (empty: none, adb picks the device).
+    const ozgi::cls_string& serial_id() const { return m_serial_id; }
     /// Starts "cd ROOT/DIR ; [ROOT/]WORDS ; echo exit_code=$?" on the target.
     void adb_exec(const ozgi::cls_string& dir, const ozgi::cls_array<ozgi::cls_string>& words, bool prefix_root);
 

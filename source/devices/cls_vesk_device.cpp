@@ -17,15 +17,15 @@ namespace {
 // The live singleton; null before the first ins() and after its release.
 cls_vesk_device* s_instance = nullptr;
 
-// One argument line of a test's help text. In this source "\t" is a real TAB.
-const char* const ARG_LINE_PATTERN =
-    "[ \t]*--<clr>(-|[_a-zA-Z0-9])+<arg_name>[ \t]*"
-    "(\\<<clr>[0-9.]+<lower_bound>-<clr>[0-9.]+<higher_bound>\\>|{<clr>[^|]+<list_item>([|]<clr>[^|]+<list_item>)*}):"
-    "[ \t]*(Default=<clr>[^,]+<default_value>,)?[ \t]*([Ss]tep=<clr>[^,]+<step>,)?[ \t]*<clr>.*<arg_desc>";
-
 } // namespace
 
 const char* cls_vesk_device::DIRECT_EXEC_PREFIX = "direct_exec.";
+
+// One argument line of a test's help text. In this source "\t" is a real TAB.
+const char* const cls_vesk_device::ARG_LINE_PATTERN =
+    "[ \t]*--<clr>(-|[_a-zA-Z0-9])+<arg_name>[ \t]*"
+    "(\\<<clr>[0-9.]+<lower_bound>-<clr>[0-9.]+<higher_bound>\\>|{<clr>[^|]+<list_item>([|]<clr>[^|]+<list_item>)*}):"
+    "[ \t]*(Default=<clr>[^,]+<default_value>,)?[ \t]*([Ss]tep=<clr>[^,]+<step>,)?[ \t]*<clr>.*<arg_desc>";
 
 cls_vesk_device* cls_vesk_device::ins() {
     if (s_instance == nullptr) {

@@ -33,6 +33,8 @@ public:
 
     /// File names that begin with this are direct tests: shown without it, run at once.
     static const char* DIRECT_EXEC_PREFIX;
+    /// The pattern every line after "Arguments:" of a help text must match.
+    static const char* const ARG_LINE_PATTERN;
 
     /// The singleton; the first call creates it and registers release_func with the
     /// framework's singleton manager.

@@ -1,5 +1,6 @@
 #include "pages/cls_vesk_exec_page.h"
 
+#include "app/cls_vesk_result_log.h"
 #include "devices/cls_vesk_device.h"
 #include "ozgi/cls_app_data.h"
 #include "ozgi/cls_array.h"
@@ -118,6 +119,7 @@ void cls_vesk_exec_page::start_execution() {
     m_stop_button->get_focus();
     m_result_label->set_text("Executing...");
     cls_vesk_device::ins()->execute();
+    cls_vesk_result_log::ins()->run_started();
     m_status_timer->start(false);
     // The previous run's output stays visible until the new run has really started.
     m_output_label->set_text("");
@@ -132,8 +134,11 @@ void cls_vesk_exec_page::on_status_timer(cls_event_handler*) {
     int exit_code = 0;
     // Output is read before the end is asked for, so that the last piece still
     // shows before the result.
-    m_output_label->append_text(*device->read_output());
+    ozgi::cls_sp<cls_string> piece = device->read_output();
+    m_output_label->append_text(*piece);
+    cls_vesk_result_log::ins()->run_output(*piece);
     if (!device->is_ended(&exit_code)) return;
+    cls_vesk_result_log::ins()->run_ended(exit_code);
     if (device->is_direct_exec()) {
         // The timer goes with the page.
         cls_root_container::close_top_page();

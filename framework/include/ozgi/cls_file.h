@@ -13,6 +13,12 @@ public:
     static cls_sp<cls_string> read_to_str(const cls_string& path);
     /// Writes `text` to `path`, replacing it. Returns false on failure.
     static bool write_str(const cls_string& path, const cls_string& text);
+    /// Appends `text` to `path` (created with mode 0644 when missing) with a single
+    /// write on a descriptor opened with O_APPEND, so that lines appended by
+    /// several programs to one file never interleave. Returns false (with the
+    /// reason in `why`, if not null) when the file cannot be opened or the write
+    /// is refused or short.
+    static bool append_whole(const cls_string& path, const cls_string& text, cls_string* why);
     /// Creates a new empty file with a unique name in `dir` and returns its path
     /// (`dir` joined with the name); empty when it cannot be created.
     static cls_string create_temp_file(const cls_string& dir);

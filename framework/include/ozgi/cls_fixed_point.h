@@ -54,6 +54,16 @@ public:
     /// "-" for negatives, no "+", a "0" before the point ("0.5", "-0.5", "250", "1.00").
     cls_string to_string() const;
 
+    /// The non-fatal forms, for code that must judge numbers before the fatal
+    /// operations meet them. Each returns false, leaving its output untouched,
+    /// exactly where the ordinary form would end the program.
+    /// Parses like the text constructor.
+    static bool parse_checked(const cls_string& text, cls_fixed_point* out);
+    /// *this + other, like operator+.
+    bool add_checked(const cls_fixed_point& other, cls_fixed_point* sum) const;
+    /// Like set_fractional_width, on this value.
+    bool set_fractional_width_checked(int n);
+
     /// The value times 10^scale().
     long long mantissa() const { return m_mantissa; }
     /// Number of decimal digits after the point held by the value.
@@ -61,6 +71,8 @@ public:
 
 private:
     void rescale_to(unsigned scale);
+    /// rescale_to, false (value unchanged) when the value does not fit at that scale.
+    bool try_rescale_to(unsigned scale);
 
     long long m_mantissa;
     unsigned m_scale;

@@ -49,6 +49,10 @@ public:
     /// Read ends of all live children's pipes, for a loop that polls them itself.
     /// Returns the number written to `fds` (at most `max`).
     static int pipe_fds(int* fds, int max);
+    /// Process ids of all live children (started and not yet ended and reaped), for
+    /// a program that must signal a child whose object it does not hold. Returns
+    /// the number written to `pids` (at most `max`).
+    static int live_pids(int* pids, int max);
 
 private:
     /// Starts the child, capturing its standard error as well when `capture_err`.

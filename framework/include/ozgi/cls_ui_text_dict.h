@@ -15,6 +15,10 @@ public:
     /// Later entries win. A malformed or unreadable dictionary prints one warning
     /// to standard error, naming it, and is ignored.
     void add_dict(const cls_string& path_or_text);
+    /// Whether `text` is a dictionary add_dict would take. When it is not, `why`
+    /// gets the reason and `offset` the byte offset of the fault in `text` (-1 when
+    /// the fault has no place, such as a wrong root element).
+    static bool check_dict(const cls_string& text, cls_string* why, int* offset);
     /// The text of `key` in `language` ("en_US" or "zh_CN"); the key itself when
     /// it has no entry or no text for that language.
     cls_string translate(const cls_string& key, const cls_string& language);

@@ -7,13 +7,20 @@ namespace {
 
 constexpr unsigned MAX_SCALE = 18;
 
-long long checked_mul10(long long v, unsigned times) {
+bool try_mul10(long long v, unsigned times, long long* out) {
     for (unsigned i = 0; i < times; ++i) {
         long long r;
-        if (__builtin_mul_overflow(v, 10LL, &r)) OZGI_FATAL("Fixed point overflow: the value does not fit 64 bits.");
+        if (__builtin_mul_overflow(v, 10LL, &r)) return false;
         v = r;
     }
-    return v;
+    *out = v;
+    return true;
+}
+
+long long checked_mul10(long long v, unsigned times) {
+    long long r;
+    if (!try_mul10(v, times, &r)) OZGI_FATAL("Fixed point overflow: the value does not fit 64 bits.");
+    return r;
 }
 
 long long checked_add(long long a, long long b) {
@@ -22,7 +29,8 @@ long long checked_add(long long a, long long b) {
     return r;
 }
 
-void parse(const char* s, int len, long long* mantissa, unsigned* scale) {
+// false, with both outputs 0, when the digits do not fit 64 bits.
+bool try_parse(const char* s, int len, long long* mantissa, unsigned* scale) {
     *mantissa = 0;
     *scale = 0;
     int i = 0;
@@ -42,8 +50,7 @@ void parse(const char* s, int len, long long* mantissa, unsigned* scale) {
             // Digits beyond what 64 bits and the scale limit can hold are dropped.
             if (point && sc >= MAX_SCALE) continue;
             long long r;
-            if (__builtin_mul_overflow(m, 10LL, &r) || __builtin_add_overflow(r, c - '0', &r))
-                OZGI_FATAL("Fixed point overflow: \"%.*s\" does not fit 64 bits.", len, s);
+            if (__builtin_mul_overflow(m, 10LL, &r) || __builtin_add_overflow(r, c - '0', &r)) return false;
             m = r;
             digits = true;
             if (point) ++sc;
@@ -53,9 +60,14 @@ void parse(const char* s, int len, long long* mantissa, unsigned* scale) {
             break;
         }
     }
-    if (!digits) return;
+    if (!digits) return true;
     *mantissa = negative ? -m : m;
     *scale = sc;
+    return true;
+}
+
+void parse(const char* s, int len, long long* mantissa, unsigned* scale) {
+    if (!try_parse(s, len, mantissa, scale)) OZGI_FATAL("Fixed point overflow: \"%.*s\" does not fit 64 bits.", len, s);
 }
 
 } // namespace
@@ -133,6 +145,45 @@ bool cls_fixed_point::operator<(long long value) const { return compare(m_mantis
 
 bool operator<=(long long value, const cls_fixed_point& fp) {
     return !(fp < value);
+}
+
+bool cls_fixed_point::try_rescale_to(unsigned scale) {
+    if (scale > m_scale) {
+        long long m;
+        if (!try_mul10(m_mantissa, scale - m_scale, &m)) return false;
+    }
+    rescale_to(scale);
+    return true;
+}
+
+bool cls_fixed_point::parse_checked(const cls_string& text, cls_fixed_point* out) {
+    long long m = 0;
+    unsigned sc = 0;
+    if (!try_parse(text.c_str(), text.length(), &m, &sc)) return false;
+    *out = cls_fixed_point(m, sc);
+    return true;
+}
+
+bool cls_fixed_point::add_checked(const cls_fixed_point& other, cls_fixed_point* sum) const {
+    cls_fixed_point a = *this;
+    cls_fixed_point b = other;
+    unsigned scale = a.m_scale > b.m_scale ? a.m_scale : b.m_scale;
+    long long m;
+    if (!a.try_rescale_to(scale) || !b.try_rescale_to(scale) || __builtin_add_overflow(a.m_mantissa, b.m_mantissa, &m))
+        return false;
+    a.m_mantissa = m;
+    *sum = a;
+    return true;
+}
+
+bool cls_fixed_point::set_fractional_width_checked(int n) {
+    if (n > static_cast<int>(MAX_SCALE)) return false;
+    if (n >= 0) {
+        cls_fixed_point copy = *this;
+        if (!copy.try_rescale_to(static_cast<unsigned>(n))) return false;
+    }
+    set_fractional_width(n);
+    return true;
 }
 
 void cls_fixed_point::set_fractional_width(int n) {

@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
 #include <fnmatch.h>
@@ -140,6 +141,24 @@ bool cls_file::remove(const cls_string& path, bool recursive) {
 
 /// Lists `dir` as described in the header; an unreadable directory gives an
 /// empty array, never null.
+/// One open(O_APPEND), one write(), one close(); a short write is a failure.
+bool cls_file::append_whole(const cls_string& path, const cls_string& text, cls_string* why) {
+    int fd = ::open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644);
+    if (fd < 0) {
+        if (why) *why = std::strerror(errno);
+        return false;
+    }
+    ssize_t n;
+    do {
+        n = ::write(fd, text.c_str(), static_cast<size_t>(text.length()));
+    } while (n < 0 && errno == EINTR);
+    int write_errno = errno;
+    ::close(fd);
+    if (n == text.length()) return true;
+    if (why) *why = n < 0 ? std::strerror(write_errno) : "short write";
+    return false;
+}
+
 cls_sp<cls_array<cls_string>> cls_file::list_file(const cls_string& dir, const cls_string& pattern, bool recursive,
                                                   bool files_only, bool dirs_only) {
     cls_array<cls_string>* out = OZGI_NEW(cls_array<cls_string>)();

@@ -370,4 +370,13 @@ int cls_process::pipe_fds(int* fds, int max) {
     return n;
 }
 
+/// Copies the pids of the live children that have not ended into `pids`; returns how many.
+int cls_process::live_pids(int* pids, int max) {
+    int n = 0;
+    for (child_state_t* c : registry().live) {
+        if (!c->exited && c->pid > 0 && n < max) pids[n++] = c->pid;
+    }
+    return n;
+}
+
 } // namespace ozgi

@@ -19,6 +19,21 @@ long long cls_time::now_ms() {
     return static_cast<long long>(ts.tv_sec) * 1000 + ts.tv_nsec / 1000000;
 }
 
+/// localtime_r with the zone's offset from tm_gmtoff, printed as +HH:MM.
+cls_string cls_time::wall_clock_iso8601() {
+    struct timespec ts;
+    ::clock_gettime(CLOCK_REALTIME, &ts);
+    struct tm local;
+    ::localtime_r(&ts.tv_sec, &local);
+    long offset_min = local.tm_gmtoff / 60;
+    char sign = offset_min < 0 ? '-' : '+';
+    if (offset_min < 0) offset_min = -offset_min;
+    cls_string text;
+    text.print("%04d-%02d-%02dT%02d:%02d:%02d.%03ld%c%02ld:%02ld", local.tm_year + 1900, local.tm_mon + 1, local.tm_mday,
+               local.tm_hour, local.tm_min, local.tm_sec, ts.tv_nsec / 1000000, sign, offset_min / 60, offset_min % 60);
+    return text;
+}
+
 /// Sleeps in poll() on the children's pipes, so their output keeps flowing into
 /// memory and ended children are reaped while the program waits.
 void cls_time::sleep_ms(int ms) {

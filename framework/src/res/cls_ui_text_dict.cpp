@@ -92,6 +92,22 @@ void cls_ui_text_dict::add_dict(const cls_string& path_or_text) {
     m_zh_cn = zh;
 }
 
+bool cls_ui_text_dict::check_dict(const cls_string& text, cls_string* why, int* offset) {
+    pugi::xml_document doc;
+    pugi::xml_parse_result res = doc.load_buffer(text.c_str(), static_cast<size_t>(text.length()));
+    if (!res) {
+        *why = res.description();
+        *offset = static_cast<int>(res.offset);
+        return false;
+    }
+    cls_dict<cls_string, cls_string> en, zh;
+    if (!merge(doc, &en, &zh, why)) {
+        *offset = -1;
+        return false;
+    }
+    return true;
+}
+
 cls_string cls_ui_text_dict::translate(const cls_string& key, const cls_string& language) {
     load_base();
     const cls_string* text = nullptr;

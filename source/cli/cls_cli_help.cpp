@@ -1,0 +1,86 @@
+#include "cli/cls_cli_help.h"
+
+#include "cli/cls_cli_runner.h"
+#include "ozgi/cls_regex.h"
+
+using ozgi::cls_array;
+using ozgi::cls_string;
+typedef cls_vesk_device::arg_info_t arg_info_t;
+
+namespace {
+
+// Collects the help text.
+class help_sink : public cls_cli_runner::if_observer {
+public:
+    explicit help_sink(cls_string* text) : m_text(text) {}
+    void on_output(const cls_string& piece) override { *m_text += piece; }
+    void on_tick(long long) override {}
+
+private:
+    cls_string* m_text;
+};
+
+} // namespace
+
+bool cls_cli_help::fetch(if_vesk_device* device, const cls_cli_menu::test_t& test, int timeout_s) {
+    m_text.clear();
+    help_sink sink(&m_text);
+    cls_array<cls_string> cmd;
+    cmd.append(test.path).append("--help");
+    cls_cli_runner::result_t result =
+        cls_cli_runner::run(device, test.dir_path, cmd, static_cast<long long>(timeout_s) * 1000, &sink);
+    m_exit_code = result.exit_code;
+    return !result.timed_out;
+}
+
+bool cls_cli_help::usable() const { return m_exit_code == 0 && m_text.begin_with("Usage:"); }
+
+bool cls_cli_help::parse(cls_array<arg_info_t>* args, cls_array<cls_string>* lines,
+                         cls_array<cls_cli_problem>* problems) const {
+    cls_array<cls_string> all(cls_array<cls_string>::INITIAL_SLOTS);
+    m_text.split_to_lines(&all);
+    int first = 0;
+    while (first < all.count() && all[first] != "Arguments:") ++first;
+
+    bool ok = true;
+    ozgi::cls_regex pattern(cls_vesk_device::ARG_LINE_PATTERN);
+    cls_array<ozgi::name_val_t> captures(cls_array<ozgi::name_val_t>::INITIAL_SLOTS);
+    for (int i = first + 1; i < all.count(); ++i) {
+        const cls_string& line = all[i];
+        captures.clear();
+        if (!pattern.match(line, &captures, nullptr)) {
+            // The panel's fatal message, and its caret: after the longest start matched.
+            int matched = pattern.max_matched_len();
+            if (matched > line.length()) matched = line.length();
+            problems->append(cls_cli_problem(true, "Failed to match regular expression:", line, matched));
+            ok = false;
+            continue;
+        }
+        // The same mapping as the device singleton's, capture by capture.
+        arg_info_t arg;
+        for (int c = 0; c < captures.count(); ++c) {
+            const ozgi::name_val_t& capture = captures[c];
+            if (capture.name == "arg_name") {
+                arg.arg_name = capture.value;
+            } else if (capture.name == "lower_bound") {
+                arg.values.append(capture.value);
+                arg.arg_type = 0;
+            } else if (capture.name == "higher_bound") {
+                arg.values.append(capture.value);
+            } else if (capture.name == "list_item") {
+                arg.values.append(capture.value);
+                arg.arg_type = 1;
+            } else if (capture.name == "default_value") {
+                arg.default_value = capture.value;
+            } else if (capture.name == "step") {
+                arg.step = capture.value;
+            } else if (capture.name == "arg_desc") {
+                arg.arg_desc = capture.value;
+            }
+        }
+        if (arg.default_value.is_empty() && !arg.values.is_empty()) arg.default_value = arg.values[0];
+        args->append(arg);
+        lines->append(line);
+    }
+    return ok;
+}

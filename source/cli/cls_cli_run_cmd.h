@@ -1,0 +1,33 @@
+#pragma once
+// "vesk-cli run": one test with its help's defaults and the given values, its
+// output streamed; or every test below a prefix, unattended, with progress, a
+// final table and optional JUnit XML and JSON Lines files.
+#include "cli/cls_cli_menu.h"
+#include "cli/cls_cli_options.h"
+#include "devices/cls_vesk_run_record.h"
+#include "ozgi/cls_array.h"
+#include "ozgi/cls_sp.h"
+#include "ozgi/cls_string.h"
+
+class cls_cli_run_cmd {
+public:
+    /// Exit status of a single run that ran out of time (as timeout(1) uses).
+    static const int TIMEOUT_STATUS = 124;
+
+    /// Runs PATH or --all as the options say; returns the exit status.
+    static int run(const cls_cli_options& options, const cls_cli_menu& menu);
+
+private:
+    static int run_one(const cls_cli_options& options, const cls_cli_menu& menu);
+    static int run_all(const cls_cli_options& options, const cls_cli_menu& menu);
+    /// The test's argument words from its help (defaults, then `options`' values
+    /// when `use_overrides`). False with the reason in `why` when the help cannot
+    /// be used as the panel would use it or a value is refused.
+    static bool test_words(const cls_cli_options& options, const cls_cli_menu& menu, const cls_cli_menu::test_t& test,
+                           bool use_overrides, ozgi::cls_array<ozgi::cls_string>* words, ozgi::cls_string* why);
+    /// Writes the JUnit file, if one was asked for; false when it cannot be written.
+    static bool write_junit(const cls_cli_options& options,
+                            const ozgi::cls_array<ozgi::cls_sp<cls_vesk_run_record>>& records);
+    /// Appends the record to the JSON Lines file, if one was asked for.
+    static bool write_json(const cls_cli_options& options, const cls_vesk_run_record& record);
+};

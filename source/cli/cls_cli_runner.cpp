@@ -1,0 +1,50 @@
+#include "cli/cls_cli_runner.h"
+
+#include "ozgi/cls_process_group.h"
+#include "ozgi/cls_time.h"
+
+using ozgi::cls_array;
+using ozgi::cls_process_group;
+using ozgi::cls_string;
+using ozgi::cls_time;
+
+namespace {
+// The pause between two looks at the test. Sleeping drains its output meanwhile,
+// so a short pause costs nothing but wake-ups.
+const int POLL_MS = 20;
+const int TICK_MS = 100;
+// More groups than this cannot be running: the runner starts one test at a time.
+const int MAX_GROUPS = 16;
+} // namespace
+
+cls_cli_runner::result_t cls_cli_runner::run(if_vesk_device* device, const cls_string& dir_path,
+                                             const cls_array<cls_string>& cmd, long long timeout_ms,
+                                             if_observer* observer) {
+    result_t result;
+    long long start = cls_time::now_ms();
+    long long next_tick = start + TICK_MS;
+    device->exec_test(dir_path, cmd);
+    for (;;) {
+        // Read, then ask: the device keeps the last piece for the read after the
+        // end is seen, as on the execution page.
+        ozgi::cls_sp<cls_string> piece = device->read_output();
+        if (observer && piece->is_not_empty()) observer->on_output(*piece);
+        if (device->is_ended(&result.exit_code)) break;
+
+        long long now = cls_time::now_ms();
+        if (observer && now >= next_tick) {
+            observer->on_tick(now - start);
+            next_tick = now + TICK_MS;
+        }
+        if (timeout_ms > 0 && !result.timed_out && now - start >= timeout_ms) {
+            result.timed_out = true;
+            // The device holds the test's process; its group is the one running now.
+            int groups[MAX_GROUPS];
+            int count = cls_process_group::running_groups(groups, MAX_GROUPS);
+            cls_process_group::end_groups(groups, count, GRACE_MS);
+            continue;
+        }
+        cls_time::sleep_ms(POLL_MS);
+    }
+    return result;
+}
