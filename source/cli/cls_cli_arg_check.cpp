@@ -125,7 +125,11 @@ void cls_cli_arg_check::check_numeric(const arg_info_t& arg, const cls_string& l
                    {"step", &arg.step, step_at, {}}};
     bool held = true;
     for (number_t& n : numbers) {
-        if (n.text->is_empty()) continue;
+        // A default that is not written is the lower bound, judged as such.
+        if (n.text->is_empty() || (n.text == &arg.default_value && default_at == 0)) {
+            n.value = numbers[0].value;
+            continue;
+        }
         if (!cls_fixed_point::parse_checked(*n.text, &n.value)) {
             text.print("%s \"%s\" does not fit the 64-bit fixed-point type: the numeric page ends the program",
                        n.what, n.text->c_str());
@@ -191,15 +195,20 @@ void cls_cli_arg_check::check_numeric(const arg_info_t& arg, const cls_string& l
     for (const cls_fixed_point& start : starts) {
         for (int a = 0; a < amounts.count(); ++a) {
             cls_fixed_point after;
+            cls_fixed_point from = start;
+            const cls_fixed_point* amount = &amounts[a];
             bool ok = tap(start, amounts[a], lower, higher, width, &after);
             for (int b = 0; ok && b < amounts.count(); ++b) {
                 cls_fixed_point again;
                 ok = tap(after, amounts[b], lower, higher, width, &again);
+                if (!ok) {
+                    from = after;
+                    amount = &amounts[b];
+                }
             }
             if (ok) continue;
-            cls_string amount = amounts[a].to_string();
-            text.print("tapping %s%s on the numeric page from %s overflows the fixed-point type and ends the program",
-                       amounts[a] < 0 ? "" : "+", amount.c_str(), start.to_string().c_str());
+            text.print("tapping %s%s on the numeric page at %s overflows the fixed-point type and ends the program",
+                       *amount < 0 ? "" : "+", amount->to_string().c_str(), from.to_string().c_str());
             problems->append(cls_cli_problem(true, text, line, default_at ? default_at : lower_at));
             return;
         }

@@ -31,20 +31,20 @@ int cls_cli_list_cmd::run(const cls_cli_options& options, const cls_cli_menu& me
     cls_string out;
     const node_t* root = menu.root();
     if (options.json) {
-        json(root, "", language, &out);
+        json(menu, root, "", language, &out);
         out += "\n";
     } else {
         out += cls_vesk_text_escape::printable(title_of(root, language));
         out += "\n";
-        draw(root, "", language, &out);
+        draw(menu, root, "", language, &out);
     }
     std::fwrite(out.c_str(), 1, static_cast<size_t>(out.length()), stdout);
     return 0;
 }
 
-void cls_cli_list_cmd::draw(const node_t* node, const cls_string& indent, const cls_string& language, cls_string* out) {
+void cls_cli_list_cmd::draw(const cls_cli_menu& menu, const node_t* node, const cls_string& indent, const cls_string& language, cls_string* out) {
     cls_array<const node_t*> kids;
-    cls_cli_menu::children(node, &kids);
+    menu.children(node, &kids);
     for (int i = 0; i < kids.count(); ++i) {
         bool last = i == kids.count() - 1;
         *out += indent;
@@ -53,11 +53,11 @@ void cls_cli_list_cmd::draw(const node_t* node, const cls_string& indent, const 
         *out += "  [";
         *out += kind_of(kids[i]);
         *out += "]\n";
-        if (!kids[i]->data.is_exec) draw(kids[i], indent + (last ? "    " : "│   "), language, out);
+        if (!kids[i]->data.is_exec) draw(menu, kids[i], indent + (last ? "    " : "│   "), language, out);
     }
 }
 
-void cls_cli_list_cmd::json(const node_t* node, const cls_string& path, const cls_string& language, cls_string* out) {
+void cls_cli_list_cmd::json(const cls_cli_menu& menu, const node_t* node, const cls_string& path, const cls_string& language, cls_string* out) {
     typedef cls_vesk_text_escape esc;
     *out += "{\"name\":";
     *out += esc::json(node->data.name);
@@ -73,10 +73,10 @@ void cls_cli_list_cmd::json(const node_t* node, const cls_string& path, const cl
     }
     *out += ",\"children\":[";
     cls_array<const node_t*> kids;
-    cls_cli_menu::children(node, &kids);
+    menu.children(node, &kids);
     for (int i = 0; i < kids.count(); ++i) {
         if (i) *out += ",";
-        json(kids[i], path.is_empty() ? kids[i]->data.name : path + "/" + kids[i]->data.name, language, out);
+        json(menu, kids[i], path.is_empty() ? kids[i]->data.name : path + "/" + kids[i]->data.name, language, out);
     }
     *out += "]}";
 }

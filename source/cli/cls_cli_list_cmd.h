@@ -9,8 +9,8 @@ public:
     static int run(const cls_cli_options& options, const cls_cli_menu& menu);
 
 private:
-    static void draw(const cls_vesk_device::menu_tree_node_t* node, const ozgi::cls_string& indent,
+    static void draw(const cls_cli_menu& menu, const cls_vesk_device::menu_tree_node_t* node, const ozgi::cls_string& indent,
                      const ozgi::cls_string& language, ozgi::cls_string* out);
-    static void json(const cls_vesk_device::menu_tree_node_t* node, const ozgi::cls_string& path,
+    static void json(const cls_cli_menu& menu, const cls_vesk_device::menu_tree_node_t* node, const ozgi::cls_string& path,
                      const ozgi::cls_string& language, ozgi::cls_string* out);
 };

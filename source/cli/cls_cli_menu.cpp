@@ -1,5 +1,7 @@
 #include "cli/cls_cli_menu.h"
 
+#include "ozgi/if_file_sys.h"
+
 using ozgi::cls_array;
 using ozgi::cls_string;
 typedef cls_vesk_device::menu_tree_node_t node_t;
@@ -14,6 +16,35 @@ cls_cli_menu::cls_cli_menu(const cls_cli_options& options) {
     m_root_dir = options.dir;
     if (m_root_dir.is_empty()) m_root_dir = m_kind == "adb" ? "/dfs/vesk/" : "./";
     device->set_serial_id(m_serial_id);
+    // A link back up the tree would make every listing below it endless; such a
+    // sub-menu is left out, as if it were empty.
+    ozgi::if_file_sys::walk_info_t info;
+    if (m_kind == "local" && root() && ozgi::if_file_sys::walk_info(m_root_dir, &info) && info.is_dir) {
+        cls_array<long long> ancestors;
+        ancestors.append(info.device).append(info.inode);
+        find_loops(root(), m_root_dir, &ancestors);
+    }
+}
+
+void cls_cli_menu::find_loops(const node_t* node, const cls_string& dir, cls_array<long long>* ancestors) {
+    for (const node_t* child = node->first_child; child; child = child->next_sibling) {
+        if (child->data.is_exec) continue;
+        cls_string path = dir + "/" + child->data.name;
+        ozgi::if_file_sys::walk_info_t info;
+        if (!ozgi::if_file_sys::walk_info(path, &info)) continue;
+        bool loop = info.link_loop;
+        for (int a = 0; a + 1 < ancestors->count(); a += 2) {
+            if ((*ancestors)[a] == info.device && (*ancestors)[a + 1] == info.inode) loop = true;
+        }
+        if (loop) {
+            m_left_out.append(child);
+            continue;
+        }
+        ancestors->append(info.device).append(info.inode);
+        find_loops(child, path, ancestors);
+        ancestors->remove_at(ancestors->count() - 1);
+        ancestors->remove_at(ancestors->count() - 1);
+    }
 }
 
 if_vesk_device* cls_cli_menu::device() const { return cls_vesk_device::ins()->device(); }
@@ -37,11 +68,14 @@ void sort_by_name(cls_array<const node_t*>* nodes) {
 
 } // namespace
 
-void cls_cli_menu::children(const node_t* node, cls_array<const node_t*>* out) {
+void cls_cli_menu::children(const node_t* node, cls_array<const node_t*>* out) const {
     cls_array<const node_t*> dirs;
     cls_array<const node_t*> execs;
-    for (const node_t* child = node->first_child; child; child = child->next_sibling)
-        (child->data.is_exec ? execs : dirs).append(child);
+    for (const node_t* child = node->first_child; child; child = child->next_sibling) {
+        bool left_out = false;
+        for (int i = 0; i < m_left_out.count(); ++i) left_out = left_out || m_left_out[i] == child;
+        if (!left_out) (child->data.is_exec ? execs : dirs).append(child);
+    }
     sort_by_name(&dirs);
     sort_by_name(&execs);
     for (int i = 0; i < dirs.count(); ++i) out->append(dirs[i]);

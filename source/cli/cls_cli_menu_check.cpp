@@ -24,7 +24,7 @@ void add(cls_array<cls_cli_menu_check::finding_t>* out, const cls_string& path, 
 
 void cls_cli_menu_check::check(const cls_cli_menu& menu, cls_array<finding_t>* out) {
     check_dict(menu, out);
-    if (menu.root()) check_names(menu.root(), "", out);
+    if (menu.root()) check_names(menu, menu.root(), "", out);
     if (menu.device_kind() == "local") {
         // FIXME: over adb the device lists with ls and never follows links, so
         // loops cannot hang it; unreadable directories there are not reported yet.
@@ -68,13 +68,17 @@ void cls_cli_menu_check::check_dict(const cls_cli_menu& menu, cls_array<finding_
     add(out, where, cls_cli_problem(true, message, line, offset - start));
 }
 
-void cls_cli_menu_check::check_names(const node_t* node, const cls_string& dir_path, cls_array<finding_t>* out) {
-    for (const node_t* child = node->first_child; child; child = child->next_sibling) {
+void cls_cli_menu_check::check_names(const cls_cli_menu& menu, const node_t* node, const cls_string& dir_path,
+                                     cls_array<finding_t>* out) {
+    cls_array<const node_t*> kids;
+    menu.children(node, &kids);
+    for (int i = 0; i < kids.count(); ++i) {
+        const node_t* child = kids[i];
         cls_string path = dir_path + child->data.name;
         if (!cls_vesk_text_escape::is_utf8(child->data.name)) {
             add(out, path, cls_cli_problem(true, "the name is not valid UTF-8: the panel cannot show it"));
         }
-        if (!child->data.is_exec) check_names(child, path + "/", out);
+        if (!child->data.is_exec) check_names(menu, child, path + "/", out);
     }
 }
 

@@ -20,7 +20,7 @@ public:
 
 private:
     static void check_dict(const cls_cli_menu& menu, ozgi::cls_array<finding_t>* out);
-    static void check_names(const cls_vesk_device::menu_tree_node_t* node, const ozgi::cls_string& dir_path,
+    static void check_names(const cls_cli_menu& menu, const cls_vesk_device::menu_tree_node_t* node, const ozgi::cls_string& dir_path,
                             ozgi::cls_array<finding_t>* out);
     static void walk_local(const ozgi::cls_string& dir, const ozgi::cls_string& rel,
                            ozgi::cls_array<long long>* ancestors, ozgi::cls_array<finding_t>* out);
