@@ -146,8 +146,6 @@ int cls_cli_run_cmd::run_one(const cls_cli_options& options, const cls_cli_menu&
         error_line(why);
         return cls_cli_options::USAGE_ERROR;
     }
-    if (options.json_file.is_not_empty()) ozgi::cls_file::write_str(options.json_file, "");
-
     cls_sp<cls_vesk_run_record> record(OZGI_NEW(cls_vesk_run_record)(JUNIT_KEPT_BYTES));
     record->begin(menu.device_kind(), menu.serial_id(), test.path, words);
     stream_sink sink(record.get());
@@ -181,8 +179,6 @@ int cls_cli_run_cmd::run_all(const cls_cli_options& options, const cls_cli_menu&
                                            : cls_string("no tests below ") + options.path);
         return cls_cli_options::USAGE_ERROR;
     }
-    if (options.json_file.is_not_empty()) ozgi::cls_file::write_str(options.json_file, "");
-
     bool terminal = ozgi::cls_terminal::stdout_is_terminal();
     cls_array<cls_sp<cls_vesk_run_record>> records;
     bool written = true;

@@ -28,6 +28,7 @@ private:
     /// Writes the JUnit file, if one was asked for; false when it cannot be written.
     static bool write_junit(const cls_cli_options& options,
                             const ozgi::cls_array<ozgi::cls_sp<cls_vesk_run_record>>& records);
-    /// Appends the record to the JSON Lines file, if one was asked for.
+    /// Appends the record to the JSON Lines file, if one was asked for. The file
+    /// is never emptied: the panel's result log may share it.
     static bool write_json(const cls_cli_options& options, const cls_vesk_run_record& record);
 };
