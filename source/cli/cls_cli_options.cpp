@@ -50,17 +50,22 @@ void cls_cli_options::print_usage(std::FILE* out) {
 
 bool cls_cli_options::parse(const cls_array<cls_string>& args, cls_string* error) {
     bool serial_given = false;
+    bool device_given = false;
+    bool dir_given = false;
     for (int i = 0; i < args.count(); ++i) {
         const cls_string& arg = args[i];
         cls_string value;
         if (arg == "-h" || arg == "--help") {
             help = true;
         } else if (arg.begin_with("--device=", &value)) {
-            device = value;
+            // As for vesk, the first occurrence of an option wins.
+            if (!device_given) device = value;
+            device_given = true;
         } else if (arg.begin_with("--dir=", &value)) {
-            dir = value;
+            if (!dir_given) dir = value;
+            dir_given = true;
         } else if (arg.begin_with("--serial-id=", &value)) {
-            serial_id = value;
+            if (!serial_given) serial_id = value;
             serial_given = true;
         } else if (arg.begin_with("--ozgi-")) {
             // The framework's own options are the framework's business.
