@@ -1,5 +1,6 @@
 #include "cli/cls_cli_runner.h"
 
+#include "devices/cls_adb_vesk_device.h"
 #include "ozgi/cls_process_group.h"
 #include "ozgi/cls_time.h"
 
@@ -23,13 +24,21 @@ cls_cli_runner::result_t cls_cli_runner::run(if_vesk_device* device, const cls_s
     result_t result;
     long long start = cls_time::now_ms();
     long long next_tick = start + TICK_MS;
+    // The adb device finds the test's exit status only in the piece it reads when
+    // it first sees adb ended; a piece read earlier that already held the status
+    // line would cost the status. Its output is therefore read once adb is gone
+    // (it waits in memory meanwhile), and is not streamed.
+    bool read_at_end = dynamic_cast<cls_adb_vesk_device*>(device) != nullptr;
     device->exec_test(dir_path, cmd);
     for (;;) {
-        // Read, then ask: the device keeps the last piece for the read after the
-        // end is seen, as on the execution page.
-        ozgi::cls_sp<cls_string> piece = device->read_output();
-        if (observer && piece->is_not_empty()) observer->on_output(*piece);
-        if (device->is_ended(&result.exit_code)) break;
+        int groups[MAX_GROUPS];
+        if (!read_at_end || cls_process_group::running_groups(groups, MAX_GROUPS) == 0) {
+            // Read, then ask: the device keeps the last piece for the read after the
+            // end is seen, as on the execution page.
+            ozgi::cls_sp<cls_string> piece = device->read_output();
+            if (observer && piece->is_not_empty()) observer->on_output(*piece);
+            if (device->is_ended(&result.exit_code)) break;
+        }
 
         long long now = cls_time::now_ms();
         if (observer && now >= next_tick) {
