@@ -231,3 +231,30 @@ TEST(cli_usage, help_and_bad_command_lines) {
     o.args = {"check", "--help-timeout=0"};
     EXPECT_EQ(run_cli(o).status, 2);
 }
+
+TEST(cli_run, one_test_out_of_time_ends_with_124_and_its_record) {
+    temp_dir menu;
+    menu.write_script("hang", "if [ \"$1\" = \"--help\" ]; then exit 1; fi\necho started\nsleep 100\n");
+    std::string json = menu.at("one.jsonl");
+    run_result r = cli_local(menu.path(), {"run", "hang", "--timeout=1", "--json=" + json});
+    EXPECT_EQ(r.status, 124);
+    EXPECT_EQ(r.out, "started\n");
+    EXPECT_TRUE(std::regex_match(r.err, std::regex(R"(vesk-cli: hang: timed out after \d+\.\d\d s\n)"))) << r.err;
+    std::vector<json_value> records = json_lines(app_test::read_file(json));
+    ASSERT_EQ(records.size(), 1u);
+    EXPECT_EQ(records[0]["result"].text, "TIMEOUT");
+    EXPECT_FALSE(records[0]["passed"].boolean);
+}
+
+TEST(cli_run, a_direct_test_by_its_shown_name) {
+    temp_dir menu;
+    menu.write_script("d/direct_exec.reset", "echo reset with $#\nexit 4\n");
+    run_result shown = cli_local(menu.path(), {"run", "d/reset"});
+    EXPECT_EQ(shown.status, 4);
+    EXPECT_EQ(shown.out, "reset with 0\n");
+    run_result full = cli_local(menu.path(), {"run", "./d/direct_exec.reset"});
+    EXPECT_EQ(full.status, 4);
+    run_result values = cli_local(menu.path(), {"run", "d/reset", "--x=1"});
+    EXPECT_EQ(values.status, 2);
+    EXPECT_EQ(values.err, "vesk-cli: d/direct_exec.reset has no argument --x (it takes: none)\n");
+}
