@@ -128,12 +128,16 @@ cls_string cls_vesk_text_escape::printable(const cls_string& text) {
 }
 
 int cls_vesk_text_escape::utf8_cut(const cls_string& text, int from, int max) {
-    int end = from + max;
-    if (end >= text.length()) return text.length() - from;
-    // Step back over continuation bytes so that no character is split.
-    int cut = end;
-    while (cut > from && (static_cast<unsigned char>(text[cut]) & 0xC0) == 0x80 && end - cut < 3) --cut;
-    if ((static_cast<unsigned char>(text[cut]) & 0xC0) == 0x80) cut = end;
+    int cut = from + max < text.length() ? from + max : text.length();
+    // The last character that starts before the cut: when it needs more bytes
+    // than the cut leaves it, the cut moves to its start.
+    int lead = cut - 1;
+    while (lead > from && cut - lead < 4 && (static_cast<unsigned char>(text[lead]) & 0xC0) == 0x80) --lead;
+    if (lead >= from) {
+        unsigned char c = static_cast<unsigned char>(text[lead]);
+        int need = c >= 0xF0 ? 4 : c >= 0xE0 ? 3 : c >= 0xC0 ? 2 : 1;
+        if (c >= 0xC0 && lead + need > cut) cut = lead;
+    }
     return cut - from;
 }
 

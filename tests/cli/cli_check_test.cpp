@@ -224,9 +224,11 @@ TEST(cli_check, same_findings_through_adb) {
     temp_dir menu;
     help_test(menu, "args/t", usage_with({"--x <1-5> : blank before colon", "--level <1-10>: Default=20, out"}));
     menu.write_help_script("nonzero", usage_with({"--a <1-2>: x"}), 3);
+    menu.write("dict.xml", "<ui_text_dict>\n<dict_entry en_US=\"a\">\n");
     run_result local = cli_local(menu.path(), {"check"});
     run_result adb = cli_adb(menu.path(), {"check"});
     EXPECT_EQ(adb.status, 1) << adb.out << adb.err;
     EXPECT_EQ(adb.out, local.out);
-    EXPECT_NE(adb.out.find("2 tests checked, 2 errors, 1 warning\n"), std::string::npos) << adb.out;
+    EXPECT_NE(adb.out.find("2 tests checked, 3 errors, 1 warning\n"), std::string::npos) << adb.out;
+    EXPECT_NE(adb.out.find("dict.xml:"), std::string::npos) << adb.out;
 }
