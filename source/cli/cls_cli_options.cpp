@@ -34,13 +34,14 @@ void cls_cli_options::print_usage(std::FILE* out) {
     std::fputs("  check [--help-timeout=SECONDS] [--werror]" "\n", out);
     std::fputs("      Runs every test's --help (default limit 10 s) and reports what the panel" "\n", out);
     std::fputs("      would refuse or show wrongly. Exit status 1 on errors (--werror: also warnings)." "\n", out);
-    std::fputs("  run PATH [--NAME=VALUE ...]" "\n", out);
+    std::fputs("  run PATH [--NAME=VALUE ...] [--timeout=SECONDS] [--json=FILE] [--junit=FILE]" "\n", out);
     std::fputs("      Runs one test (PATH below the menu root) with its defaults and the given values," "\n", out);
-    std::fputs("      streams its output and exits with its exit code." "\n", out);
+    std::fputs("      streams its output and exits with its exit code (124 after --timeout)." "\n", out);
     std::fputs("  run --all [PREFIX] [--with-direct] [--timeout=SECONDS] [--junit=FILE] [--json=FILE]" "\n", out);
     std::fputs("      Runs every test below PREFIX with its defaults, one after the other; direct tests" "\n", out);
     std::fputs("      only with --with-direct. On timeout: SIGINT, SIGTERM 2 s later, SIGKILL 2 s after that." "\n", out);
-    std::fputs("      --junit writes JUnit XML, --json JSON Lines. Exit status 0 when all passed." "\n", out);
+    std::fputs("      --junit writes JUnit XML, --json appends JSON Lines. Exit status 0 when all passed." "\n", out);
+    std::fputs("      run takes --help-timeout too (default 10 s) for reading a test's arguments." "\n", out);
     std::fputs("Common options:" "\n", out);
     std::fputs("  --device=<local|adb>   the device holding the menu (default local)" "\n", out);
     std::fputs("  --dir=<menu-dir>       the menu root (default \"./\", on adb \"/dfs/vesk/\")" "\n", out);
