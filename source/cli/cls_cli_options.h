@@ -12,6 +12,7 @@ public:
     /// Exit status for a command line that cannot be used.
     static const int USAGE_ERROR = 2;
 
+    /// No command, the defaults of every option (help limit 10 s, no run limit).
     cls_cli_options();
 
     /// Parses `args` (the words after the program name). Returns false, with the

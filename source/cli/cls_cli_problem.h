@@ -5,6 +5,7 @@
 
 class cls_cli_problem {
 public:
+    /// An error without a message or a line.
     cls_cli_problem() : error(true), caret(-1) {}
     /// A finding without a line.
     cls_cli_problem(bool is_error, const ozgi::cls_string& text) : error(is_error), message(text), caret(-1) {}
