@@ -34,17 +34,19 @@ void parse(const char* s, int len, long long* mantissa, unsigned* scale) {
     }
     bool point = false;
     bool digits = false;
-    long long m = 0;
+    // The magnitude is gathered unsigned: the lowest mantissa has no positive
+    // counterpart, yet its own text must read back.
+    const unsigned long long limit = negative ? 9223372036854775808ULL : 9223372036854775807ULL;
+    unsigned long long m = 0;
     unsigned sc = 0;
     for (; i < len; ++i) {
         char c = s[i];
         if (c >= '0' && c <= '9') {
             // Digits beyond what 64 bits and the scale limit can hold are dropped.
             if (point && sc >= MAX_SCALE) continue;
-            long long r;
-            if (__builtin_mul_overflow(m, 10LL, &r) || __builtin_add_overflow(r, c - '0', &r))
-                OZGI_FATAL("Fixed point overflow: \"%.*s\" does not fit 64 bits.", len, s);
-            m = r;
+            unsigned d = static_cast<unsigned>(c - '0');
+            if (m > (limit - d) / 10) OZGI_FATAL("Fixed point overflow: \"%.*s\" does not fit 64 bits.", len, s);
+            m = m * 10 + d;
             digits = true;
             if (point) ++sc;
         } else if (c == '.' && !point) {
@@ -54,7 +56,7 @@ void parse(const char* s, int len, long long* mantissa, unsigned* scale) {
         }
     }
     if (!digits) return;
-    *mantissa = negative ? -m : m;
+    *mantissa = negative ? static_cast<long long>(0ULL - m) : static_cast<long long>(m);
     *scale = sc;
 }
 
