@@ -34,9 +34,13 @@ void cls_local_vesk_device::set_serial_id(const cls_string& serial_id) {
 void cls_local_vesk_device::build_menu_tree(const cls_string& root_dir, menu_tree_t* tree) {
     m_root_dir = root_dir.is_empty() ? cls_string("./") : root_dir;
 
-    // The dictionary is handed over by path; a menu without one is normal.
+    // The dictionary is handed over by path; a menu without one is normal. Only a
+    // regular file is read: a FIFO or a device of that name would block start-up.
     cls_string dict_path = m_root_dir + "/dict.xml";
-    if (ozgi::cls_file::file_exists(dict_path)) ozgi::cls_ui_text_dict::ins()->add_dict(dict_path);
+    ozgi::if_file_sys::info_t dict_info;
+    dict_info.clear();
+    if (ozgi::if_file_sys::info(dict_path, &dict_info) && dict_info.is_file)
+        ozgi::cls_ui_text_dict::ins()->add_dict(dict_path);
 
     // "Diagnostic" is in the program's own dictionary, so the root title follows the language.
     tree->set_root_data(menu_node_t("Diagnostic", false));

@@ -110,6 +110,10 @@ public:
     /// Runs the selected test with "--help", waits for it and parses its arguments.
     /// Returns true when the help text was valid. A direct test returns false at once.
     bool load_exec_help();
+    /// The most bytes of a test's output, and of its help text, kept in memory: the
+    /// environment variable VESK_OUTPUT_LIMIT (a positive number of bytes), by
+    /// default 16 MiB.
+    static int output_limit();
     /// A copy of the selected test's help text.
     ozgi::cls_sp<ozgi::cls_string> help_msg();
     /// Starts the selected test with every argument as "--name" and its value.

@@ -53,7 +53,8 @@ cls_vesk_exec_page::cls_vesk_exec_page()
       m_fail_icon(nullptr),
       m_result_label(nullptr),
       m_output_button(nullptr),
-      m_output_label(nullptr) {
+      m_output_label(nullptr),
+      m_output_tail(cls_vesk_device::output_limit()) {
     add_class_name("cls_vesk_exec_page");
     add_member_item("TITLE_BAR/TITLE_ITEMS/HELP_BUTTON", &m_help_button, -1, false);
     add_member_item("STATUS_TIMER", &m_status_timer, -1, false);
@@ -123,6 +124,7 @@ void cls_vesk_exec_page::start_execution() {
     m_status_timer->start(false);
     // The previous run's output stays visible until the new run has really started.
     m_output_label->set_text("");
+    m_output_tail.reset();
 }
 
 void cls_vesk_exec_page::on_execute_click(cls_event_handler*) { start_execution(); }
@@ -135,7 +137,7 @@ void cls_vesk_exec_page::on_status_timer(cls_event_handler*) {
     // Output is read before the end is asked for, so that the last piece still
     // shows before the result.
     ozgi::cls_sp<cls_string> piece = device->read_output();
-    m_output_label->append_text(*piece);
+    m_output_tail.append(m_output_label, *piece);
     cls_vesk_result_log::ins()->run_output(*piece);
     if (!device->is_ended(&exit_code)) return;
     cls_vesk_result_log::ins()->run_ended(exit_code);

@@ -3,6 +3,7 @@
 // the result of the last run and the output as it grows. A direct test starts
 // as soon as the page opens and the page closes itself when the test ends.
 #include "pages/cls_vesk_page_base.h"
+#include "pages/cls_vesk_output_tail.h"
 
 namespace ozgi {
 class cls_label;
@@ -51,4 +52,6 @@ private:
     ozgi::cls_label* m_result_label;
     ozgi::cls_event_handler* m_output_button;
     ozgi::cls_label* m_output_label;
+    /// Bounds what the output label keeps of a run.
+    cls_vesk_output_tail m_output_tail;
 };

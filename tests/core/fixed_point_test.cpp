@@ -236,3 +236,38 @@ TEST(core_fixed_point, decimals_beyond_eighteen_are_dropped_when_parsing) {
     EXPECT_EQ(fp.scale(), 18u);
     EXPECT_STREQ(text(fp), "0.123456789012345678");
 }
+
+namespace {
+
+// Parses the printed text of `fp` and checks that the same value and scale come back.
+void expect_round_trip(const cls_fixed_point& fp) {
+    cls_string shown = fp.to_string();
+    cls_fixed_point back(shown);
+    EXPECT_EQ(back.mantissa(), fp.mantissa()) << shown.c_str();
+    EXPECT_EQ(back.scale(), fp.scale()) << shown.c_str();
+}
+
+} // namespace
+
+TEST(core_fixed_point, a_sum_reaching_the_lowest_value_prints_and_parses_back) {
+    cls_fixed_point sum(LLONG_MIN + 1, 0);
+    sum += cls_fixed_point(-1, 0);
+    EXPECT_EQ(sum.mantissa(), LLONG_MIN);
+    EXPECT_STREQ(text(sum), "-9223372036854775808");
+    expect_round_trip(sum);
+}
+
+TEST(core_fixed_point, every_boundary_value_round_trips_at_every_scale) {
+    const long long mantissas[] = {LLONG_MIN, LLONG_MIN + 1, -1, 0, 1, LLONG_MAX - 1, LLONG_MAX};
+    for (long long m : mantissas)
+        for (unsigned scale = 0; scale <= 18; ++scale) expect_round_trip(cls_fixed_point(m, scale));
+    EXPECT_STREQ(text(cls_fixed_point(LLONG_MIN, 18)), "-9.223372036854775808");
+    EXPECT_STREQ(text(cls_fixed_point(LLONG_MIN, 3)), "-9223372036854775.808");
+}
+
+TEST(core_fixed_point, one_below_the_lowest_value_is_fatal) {
+    EXPECT_EXIT(cls_fixed_point("-9223372036854775809"), ExitedWithCode(1),
+                fatal_line("cls_fixed_point.cpp", "Fixed point overflow: \"-9223372036854775809\" does not fit 64 bits."));
+    EXPECT_EXIT(cls_fixed_point("9223372036854775808"), ExitedWithCode(1),
+                fatal_line("cls_fixed_point.cpp", "Fixed point overflow: \"9223372036854775808\" does not fit 64 bits."));
+}

@@ -1,6 +1,10 @@
 // The local device: menu scan of a real directory tree and local test runs.
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdlib>
 #include <filesystem>
 
 #include "device_fixture.h"
@@ -114,6 +118,20 @@ TEST_F(local_device, dict_xml_is_merged_by_path_and_is_not_a_menu_entry) {
     EXPECT_EQ(device_vec(*dev()->execs()), strings({"t"}));
     EXPECT_TRUE(dev()->dirs()->is_empty());
     EXPECT_STREQ(ozgi::cls_ui_text_dict::ins()->translate("vesk_local_dict_probe", "zh_CN").c_str(), "\xE6\x8E\xA2\xE9\x92\x88");
+}
+
+TEST_F(local_device_death, a_fifo_named_dict_xml_is_not_read_and_does_not_block_the_scan) {
+    // Opening a FIFO that nobody writes blocks for ever; the child would then be
+    // ended by its alarm instead of exiting with 0.
+    ASSERT_EQ(::mkfifo((m_dir.path() + "/dict.xml").c_str(), 0644), 0);
+    m_dir.write_script("t", "exit 0\n");
+    EXPECT_EXIT(
+        {
+            ::alarm(20);
+            select_local();
+            std::exit(device_vec(*dev()->execs()) == strings({"t"}) && dev()->dirs()->is_empty() ? 0 : 2);
+        },
+        testing::ExitedWithCode(0), "");
 }
 
 TEST_F(local_device, loading_into_a_tree_with_a_root_keeps_the_root_object) {

@@ -2,6 +2,7 @@
 // Helpers of the execution page tests: temporary menu directories with real test
 // scripts, running the real program headless with an automation script, reading
 // its JSON dumps and the pixels of its screenshots.
+#include <dirent.h>
 #include <fcntl.h>
 #include <png.h>
 #include <signal.h>
@@ -341,6 +342,120 @@ public:
     json_t load(const std::string& name) const { return load_dump(m.work(name)); }
     std::string args_of(const std::string& test) const { return read_file(m.work(test + ".args")); }
 };
+
+// ---- A live program -------------------------------------------------------------
+
+/// The program with its automation script fed through a pipe and "dump -" read
+/// back from its standard output, so that the test can look at the live process.
+class live_vesk {
+public:
+    /// Starts the program with `args` after the video and script options. With
+    /// `as_nobody` and when run as root, the program runs as user and group 65534,
+    /// so that permissions apply to it.
+    explicit live_vesk(const std::vector<std::string>& args, bool as_nobody = false) {
+        int in[2], out[2];
+        // Close-on-exec, so that programs started side by side do not hold each other's pipes.
+        if (::pipe2(in, O_CLOEXEC) != 0 || ::pipe2(out, O_CLOEXEC) != 0) throw std::runtime_error("pipe failed");
+        std::vector<std::string> argv_s = {VESK_PROGRAM, "--ozgi-video=headless", "--ozgi-script=-"};
+        argv_s.insert(argv_s.end(), args.begin(), args.end());
+        m_pid = ::fork();
+        if (m_pid == 0) {
+            ::dup2(in[0], 0);
+            ::dup2(out[1], 1);
+            ::close(in[0]);
+            ::close(in[1]);
+            ::close(out[0]);
+            ::close(out[1]);
+            if (as_nobody && ::getuid() == 0 && (::setgid(65534) != 0 || ::setuid(65534) != 0)) ::_exit(126);
+            ::alarm(290);
+            std::vector<char*> argv;
+            for (std::string& a : argv_s) argv.push_back(&a[0]);
+            argv.push_back(nullptr);
+            ::execv(argv[0], argv.data());
+            ::_exit(127);
+        }
+        ::close(in[0]);
+        ::close(out[1]);
+        m_in = ::fdopen(in[1], "w");
+        m_out = ::fdopen(out[0], "r");
+    }
+    ~live_vesk() {
+        if (m_in) std::fclose(m_in);
+        if (m_out) std::fclose(m_out);
+        if (m_pid > 0) ::waitpid(m_pid, nullptr, 0);
+    }
+    live_vesk(const live_vesk&) = delete;
+    live_vesk& operator=(const live_vesk&) = delete;
+
+    pid_t pid() const { return m_pid; }
+
+    /// Sends script lines.
+    void send(const std::string& lines) {
+        std::fputs(lines.c_str(), m_in);
+        std::fflush(m_in);
+    }
+    /// Dumps the pages now and returns the JSON text (empty when the program is gone).
+    std::string dump() {
+        send("dump -\n");
+        std::string text;
+        char buf[4096];
+        while (std::fgets(buf, sizeof buf, m_out)) {
+            text += buf;
+            // The dump's last line closes the page list at the left margin.
+            if (std::string(buf) == "]}\n") break;
+        }
+        return text;
+    }
+    /// Ends the script and returns the exit status.
+    int finish() {
+        send("quit\n");
+        std::fclose(m_in);
+        m_in = nullptr;
+        int ws = 0;
+        ::waitpid(m_pid, &ws, 0);
+        m_pid = -1;
+        return WIFEXITED(ws) ? WEXITSTATUS(ws) : 128 + WTERMSIG(ws);
+    }
+
+private:
+    pid_t m_pid;
+    FILE* m_in;
+    FILE* m_out;
+};
+
+inline int count_fds(pid_t pid) {
+    int n = 0;
+    DIR* dir = ::opendir(("/proc/" + std::to_string(pid) + "/fd").c_str());
+    if (!dir) return -1;
+    while (dirent* e = ::readdir(dir))
+        if (e->d_name[0] != '.') ++n;
+    ::closedir(dir);
+    return n;
+}
+
+/// Processes whose parent is `pid`, zombies included.
+inline int count_children(pid_t pid) {
+    int n = 0;
+    DIR* dir = ::opendir("/proc");
+    while (dirent* e = ::readdir(dir)) {
+        if (e->d_name[0] < '0' || e->d_name[0] > '9') continue;
+        std::string stat = read_file(std::string("/proc/") + e->d_name + "/stat");
+        // The parent id is the second field after the parenthesised command name.
+        size_t close = stat.rfind(')');
+        if (close == std::string::npos) continue;
+        int ppid = 0;
+        char state = 0;
+        if (std::sscanf(stat.c_str() + close + 1, " %c %d", &state, &ppid) == 2 && ppid == pid) ++n;
+    }
+    ::closedir(dir);
+    return n;
+}
+
+inline long rss_kb(pid_t pid) {
+    std::string status = read_file("/proc/" + std::to_string(pid) + "/status");
+    size_t at = status.find("VmRSS:");
+    return at == std::string::npos ? -1 : std::stol(status.substr(at + 6));
+}
 
 // ---- Screenshots ---------------------------------------------------------------
 

@@ -266,6 +266,75 @@ TEST(text_layout, appending_builds_the_same_index_as_setting) {
     }
 }
 
+TEST(text_layout, a_borrowed_text_is_read_where_it_is_and_follows_its_owner) {
+    cls_string owned("one\ntwo\n");
+    cls_text_layout layout;
+    layout.set_multi_line(true);
+    layout.borrow_text(&owned);
+    EXPECT_EQ(&layout.text(), &owned);
+    EXPECT_EQ(layout.line_count(), 3);
+    owned += "three\nfour";
+    layout.text_appended();
+    EXPECT_EQ(layout.line_count(), 4);
+    EXPECT_EQ(layout.line_start(3), 14);
+}
+
+TEST(text_layout, replacing_the_head_builds_the_same_index_as_setting) {
+    // The old head ends at a line start (keeping the rest's index) or inside a
+    // line (laid out again); the new one is one or more lines.
+    std::string body;
+    for (int i = 0; i < 200; ++i) {
+        body += "line " + std::to_string(i);
+        body += i % 5 == 0 ? " 中文输出 with some longer words to wrap around\n" : "\n";
+    }
+    for (int wrap = 0; wrap < 2; ++wrap) {
+        for (const char* new_head : {"[... 1234 bytes of earlier output dropped ...]\n", "a\nbb\n", "no newline "}) {
+            for (size_t cut : {body.find("line 17\n"), body.find("line 120"), body.find("ine 50")}) {
+                cls_string owned(body.c_str(), static_cast<int>(body.size()));
+                cls_text_layout replaced;
+                cls_text_layout set;
+                for (cls_text_layout* t : {&replaced, &set}) {
+                    t->set_pixel_size(14);
+                    t->set_multi_line(true);
+                    t->set_wrap(wrap == 1);
+                    t->set_width(150);
+                }
+                replaced.borrow_text(&owned);
+                owned.replace(0, static_cast<int>(cut), new_head, static_cast<int>(std::strlen(new_head)));
+                replaced.head_replaced(static_cast<int>(cut), static_cast<int>(std::strlen(new_head)));
+                set.set_text(owned);
+                ASSERT_EQ(replaced.line_count(), set.line_count()) << wrap << " " << new_head << " " << cut;
+                for (int i = 0; i < set.line_count(); ++i) ASSERT_EQ(replaced.line_start(i), set.line_start(i)) << i;
+                EXPECT_EQ(replaced.content_width(), set.content_width());
+                EXPECT_EQ(replaced.content_height(), set.content_height());
+                // Appending after the replacement goes on from the right place.
+                owned += "tail line one\ntail";
+                replaced.text_appended();
+                set.set_text(owned);
+                ASSERT_EQ(replaced.line_count(), set.line_count());
+                for (int i = 0; i < set.line_count(); ++i) ASSERT_EQ(replaced.line_start(i), set.line_start(i)) << i;
+                EXPECT_EQ(replaced.content_width(), set.content_width());
+            }
+        }
+    }
+}
+
+TEST(text_layout, millions_of_lines_do_not_wrap_the_height) {
+    // Five million empty lines of a 500-pixel font pass the int range of pixels.
+    cls_string many('\n', 5000000);
+    cls_text_layout layout;
+    layout.set_multi_line(true);
+    layout.set_pixel_size(500);
+    layout.set_text(many);
+    EXPECT_EQ(layout.line_count(), 5000001);
+    EXPECT_GT(layout.content_height(), 0);
+    EXPECT_EQ(layout.content_height(), 2147483647);
+    cls_canvas canvas = white_canvas(40, 40);
+    layout.set_text("x\n" + many + "y");
+    layout.draw(&canvas, cls_rect{0, 0, 40, 40}, 0, cls_text_layout::ALIGN_BOTTOM, cls_color{0, 0, 0, 255}, 0);
+    layout.draw(&canvas, cls_rect{0, 0, 40, 40}, 0, cls_text_layout::ALIGN_TOP, cls_color{0, 0, 0, 255}, 2000000000);
+}
+
 TEST(text_layout, bottom_aligned_output_shows_the_newest_lines_until_scrolled) {
     cls_text_layout text;
     text.set_pixel_size(16);

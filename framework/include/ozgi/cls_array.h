@@ -9,6 +9,7 @@
 #include "ozgi/cls_string.h"
 #include "ozgi/if_algorithm.h"
 #include "ozgi/if_to_string.h"
+#include "ozgi/size_math.h"
 
 namespace ozgi {
 
@@ -23,7 +24,8 @@ public:
     /// An empty array with room for `initial_capacity` elements (INITIAL_SLOTS for work arrays).
     explicit cls_array(int initial_capacity) : m_buf(nullptr), m_count(0), m_capacity(0) {
         if (initial_capacity > 0) {
-            m_buf = static_cast<T*>(cls_mem_mgr::alloc_buf(sizeof(T) * initial_capacity, __FILE__, "cls_array", __LINE__));
+            m_buf = static_cast<T*>(cls_mem_mgr::alloc_buf(size_math::bytes(static_cast<size_t>(initial_capacity), sizeof(T), 0),
+                                                          __FILE__, "cls_array", __LINE__));
             m_capacity = initial_capacity;
         }
     }
@@ -59,7 +61,7 @@ public:
     }
     /// Appends a copy of `item`; returns the array so appends can be chained.
     cls_array& append(const T& item) {
-        if (m_count + 1 > m_capacity) expand_array_to(m_count + 1);
+        if (m_count + 1 > m_capacity) expand_array_to(size_math::add(m_count, 1, ARRAY));
         new (m_buf + m_count) T(item);
         ++m_count;
         return *this;
@@ -67,7 +69,7 @@ public:
     /// Inserts a copy of `item` before `index` (count: at the end).
     void insert(int index, const T& item) {
         if (index < 0 || index > m_count) OZGI_FATAL("Can't insert at %d, there are only %d elements.", index, m_count);
-        if (m_count + 1 > m_capacity) expand_array_to(m_count + 1);
+        if (m_count + 1 > m_capacity) expand_array_to(size_math::add(m_count, 1, ARRAY));
         std::memmove(static_cast<void*>(m_buf + index + 1), static_cast<const void*>(m_buf + index), sizeof(T) * (m_count - index));
         new (m_buf + index) T(item);
         ++m_count;
@@ -120,7 +122,7 @@ public:
         if (count <= 1) return;
         if (from >= m_count) OZGI_FATAL("Can't sort from %d, there are only %d items.", from, m_count);
         // The values go out as from, count although the text names count first.
-        if (from + count > m_count) OZGI_FATAL("Can't sort %d items from %d, there are only %d items.", from, count, m_count);
+        if (from < 0 || count > m_count - from) OZGI_FATAL("Can't sort %d items from %d, there are only %d items.", from, count, m_count);
         if_algorithm::quick_sort(m_buf + from, count, sizeof(T), nullptr, comp_func_with_less_operator<T>);
     }
 
@@ -163,14 +165,19 @@ private:
             OZGI_FATAL("Can't get the %dth element, there are only %d elements.", index, m_count);
     }
     void expand_array_to(int needed) {
+        // Doubling (capped at the largest count) keeps appends amortised O(1).
         int capacity = m_capacity == 0 ? 1 : m_capacity;
-        while (capacity < needed) capacity *= 2;
+        while (capacity < needed) capacity = capacity > size_math::MAX_COUNT / 2 ? size_math::MAX_COUNT : capacity * 2;
+        size_t size = size_math::bytes(static_cast<size_t>(capacity), sizeof(T), 0);
         if (m_buf == nullptr)
-            m_buf = static_cast<T*>(cls_mem_mgr::alloc_buf(sizeof(T) * capacity, __FILE__, "expand_array_to", __LINE__));
+            m_buf = static_cast<T*>(cls_mem_mgr::alloc_buf(size, __FILE__, "expand_array_to", __LINE__));
         else
-            m_buf = static_cast<T*>(cls_mem_mgr::do_realloc(m_buf, sizeof(T) * capacity, __FILE__, "expand_array_to", __LINE__));
+            m_buf = static_cast<T*>(cls_mem_mgr::do_realloc(m_buf, size, __FILE__, "expand_array_to", __LINE__));
         m_capacity = capacity;
     }
+
+    // What the size checks call an array in their messages.
+    static constexpr const char* ARRAY = "an array";
 
     T* m_buf;
     int m_count;

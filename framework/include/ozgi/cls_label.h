@@ -17,10 +17,15 @@ public:
     void set_text(const cls_string& key);
     /// Appends `more` to the key and to the shown text, without a dictionary lookup.
     void append_text(const cls_string& more);
+    /// Replaces the first `length` bytes of the key and of the shown text by `head`,
+    /// without a dictionary lookup (a long output dropping its oldest lines). When
+    /// they ended a line, and `head` ends with a newline, the lines after them are
+    /// not measured again.
+    void replace_text_head(int length, const cls_string& head);
     /// The key as set (plus anything appended), never translated.
     const cls_string& text() const { return m_key; }
     /// The text shown on the screen.
-    const cls_string& shown_text() const { return m_shown; }
+    const cls_string& shown_text() const { return m_shown_is_key ? m_key : m_shown; }
 
     /// How far a multi-line text is scrolled from its aligned position, in pixels
     /// (for a bottom-aligned text positive values move towards its top).
@@ -41,7 +46,10 @@ private:
     cls_text_layout* layout();
 
     cls_string m_key;
+    /// The translation, kept only when it differs from the key: an untranslated
+    /// text (such as a test's output) is held once, and the layout borrows it.
     cls_string m_shown;
+    bool m_shown_is_key;
     cls_text_layout* m_layout;
     int m_text_size;
     unsigned m_text_argb;

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <new>
 #include <type_traits>
+#include "ozgi/size_math.h"
 
 namespace ozgi {
 
@@ -69,7 +70,7 @@ void ozgi_delete(T* p) {
 /// Makes an array of `count` default-constructed T with a leading element count.
 template <typename T>
 T* ozgi_new_array(size_t count, const char* file, const char* function, int line) {
-    T* p = static_cast<T*>(cls_mem_mgr::alloc_buf(sizeof(T) * (count ? count : 1), file, function, line, cls_mem_mgr::MEM_ARRAY));
+    T* p = static_cast<T*>(cls_mem_mgr::alloc_buf(size_math::bytes(count ? count : 1, sizeof(T), 0), file, function, line, cls_mem_mgr::MEM_ARRAY));
     cls_mem_mgr::set_array_count(p, count);
     for (size_t i = 0; i < count; ++i) new (p + i) T();
     return p;

@@ -44,6 +44,10 @@ public:
     cls_string& operator+=(char c);
     /// Appends `length` bytes of `data`.
     cls_string& append(const char* data, int length);
+    /// Replaces `count` bytes from `from` (both cut to the text; a negative count:
+    /// to the end) by `length` bytes of `data`, in place. `data` must not point
+    /// into this string.
+    cls_string& replace(int from, int count, const char* data, int length);
     /// True when both hold the same bytes.
     bool operator==(const cls_string& other) const;
     /// True when this string holds the bytes of `text` (null equals "").

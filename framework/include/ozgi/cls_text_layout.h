@@ -24,14 +24,29 @@ public:
 
     /// An empty single-line text at 16 pixels, no wrap.
     cls_text_layout();
+    cls_text_layout(const cls_text_layout&) = delete;
+    cls_text_layout& operator=(const cls_text_layout&) = delete;
 
-    /// Replaces the text and rebuilds the line index.
+    /// Replaces the text with a copy of `text` held by the layout, and rebuilds the
+    /// line index.
     void set_text(const cls_string& text);
-    /// Adds `text` at the end; only the new text (and, when wrapping, the last
-    /// line) is scanned.
+    /// Adds `text` at the end of a text held by the layout; only the new text (and,
+    /// when wrapping, the last line) is scanned. Fatal on a borrowed text.
     void append_text(const cls_string& text);
+    /// Lays out `*text`, which the caller owns and keeps alive and in place for as
+    /// long as the layout uses it (a label's own string), instead of a copy: a long
+    /// text is then held once. Rebuilds the line index. The owner reports its
+    /// changes with text_appended and head_replaced.
+    void borrow_text(const cls_string* text);
+    /// The owner of a borrowed text appended to it; only the new part is scanned.
+    void text_appended();
+    /// The owner of a borrowed text replaced its first `old_length` bytes by
+    /// `new_length` new ones. When the old part ended where a line starts (after a
+    /// newline in multi-line mode) only the new part is scanned and the line index
+    /// of the rest is moved; otherwise the whole text is laid out again.
+    void head_replaced(int old_length, int new_length);
     /// The whole text as set and appended.
-    const cls_string& text() const { return m_text; }
+    const cls_string& text() const { return *m_text; }
 
     /// Font size in pixels (the `text_size` attribute). Changing it re-measures the text.
     void set_pixel_size(int px_size);
@@ -78,12 +93,15 @@ public:
 private:
     bool wrapping() const { return m_wrap && m_width > 0; }
     void rebuild();
-    /// Scans the text from m_scanned_to, extending the last line or adding lines.
-    void scan();
+    /// Scans the text from m_scanned_to up to `end` (-1: the end of the text),
+    /// extending the last line or adding lines.
+    void scan(int end = -1);
     /// Starts a new line at byte `start` after a line `width` pixels wide.
     void end_line(int width, int start);
 
-    cls_string m_text;
+    /// The text laid out: m_own_text, or a string the owner lent (borrow_text).
+    const cls_string* m_text;
+    cls_string m_own_text;
     int m_px_size;
     bool m_multi_line;
     bool m_wrap;

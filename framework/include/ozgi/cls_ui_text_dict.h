@@ -24,6 +24,10 @@ public:
     cls_string translate(const cls_string& key, const cls_string& language);
     /// translate() in the language of the application data's "language".
     cls_string translate(const cls_string& key);
+    /// The text of `key` in the application data's "language", or null when the
+    /// key has no entry there (translate() would give the key itself). Nothing is
+    /// copied, so a long key costs only its lookup.
+    const cls_string* find(const cls_string& key);
 
 private:
     cls_ui_text_dict();

@@ -42,16 +42,19 @@ bool try_parse(const char* s, int len, long long* mantissa, unsigned* scale) {
     }
     bool point = false;
     bool digits = false;
-    long long m = 0;
+    // The magnitude is gathered unsigned: the lowest mantissa has no positive
+    // counterpart, yet its own text must read back.
+    const unsigned long long limit = negative ? 9223372036854775808ULL : 9223372036854775807ULL;
+    unsigned long long m = 0;
     unsigned sc = 0;
     for (; i < len; ++i) {
         char c = s[i];
         if (c >= '0' && c <= '9') {
             // Digits beyond what 64 bits and the scale limit can hold are dropped.
             if (point && sc >= MAX_SCALE) continue;
-            long long r;
-            if (__builtin_mul_overflow(m, 10LL, &r) || __builtin_add_overflow(r, c - '0', &r)) return false;
-            m = r;
+            unsigned d = static_cast<unsigned>(c - '0');
+            if (m > (limit - d) / 10) return false;
+            m = m * 10 + d;
             digits = true;
             if (point) ++sc;
         } else if (c == '.' && !point) {
@@ -61,7 +64,7 @@ bool try_parse(const char* s, int len, long long* mantissa, unsigned* scale) {
         }
     }
     if (!digits) return true;
-    *mantissa = negative ? -m : m;
+    *mantissa = negative ? static_cast<long long>(0ULL - m) : static_cast<long long>(m);
     *scale = sc;
     return true;
 }

@@ -6,6 +6,7 @@
 #include <mutex>
 
 #include "ozgi/cls_log.h"
+#include "ozgi/size_math.h"
 
 namespace ozgi {
 namespace {
@@ -92,7 +93,7 @@ void unlink(header_t* h) {
 } // namespace
 
 void* cls_mem_mgr::alloc_buf(size_t size, const char* file, const char* function, int line, int type) {
-    header_t* h = static_cast<header_t*>(std::malloc(sizeof(header_t) + size));
+    header_t* h = static_cast<header_t*>(std::malloc(size_math::bytes(size, 1, sizeof(header_t))));
     if (!h) OZGI_FATAL("Out of memory allocating %zu bytes for %s (%s:%d).", size, function, file, line);
     h->file = file;
     h->function = function;
@@ -111,7 +112,7 @@ void* cls_mem_mgr::do_realloc(void* block, size_t size, const char* file, const 
     header_t* h = header_of(block);
     // The list must not point at the old place while realloc may move the block.
     unlink(h);
-    header_t* n = static_cast<header_t*>(std::realloc(h, sizeof(header_t) + size));
+    header_t* n = static_cast<header_t*>(std::realloc(h, size_math::bytes(size, 1, sizeof(header_t))));
     if (!n) OZGI_FATAL("Out of memory growing a block to %zu bytes for %s (%s:%d).", size, function, file, line);
     n->file = file;
     n->function = function;

@@ -7,13 +7,19 @@
 
 #include "ozgi/cls_array.h"
 #include "ozgi/cls_log.h"
+#include "ozgi/size_math.h"
 
 namespace ozgi {
+
+namespace {
+// What the size checks call a string in their messages.
+const char* const STRING = "a string";
+} // namespace
 
 cls_string::cls_string() : m_buf(nullptr), m_len(0), m_cap(0) {}
 
 cls_string::cls_string(const char* text) : m_buf(nullptr), m_len(0), m_cap(0) {
-    if (text) append(text, static_cast<int>(std::strlen(text)));
+    if (text) append(text, size_math::length_of(std::strlen(text), STRING));
 }
 
 cls_string::cls_string(const char* text, int length) : m_buf(nullptr), m_len(0), m_cap(0) { append(text, length); }
@@ -32,12 +38,8 @@ cls_string::~cls_string() { std::free(m_buf); }
 
 void cls_string::reserve(int capacity) {
     if (capacity <= m_cap) return;
-    int cap = m_cap < 15 ? 15 : m_cap;
-    while (cap < capacity) {
-        // Doubling keeps appends amortised O(1) even for very long outputs.
-        if (cap > (1 << 30)) { cap = capacity; break; }
-        cap = cap * 2 + 1;
-    }
+    // Doubling keeps appends amortised O(1) even for very long outputs.
+    int cap = size_math::grown_capacity(m_cap < 15 ? 15 : m_cap, capacity);
     char* buf = static_cast<char*>(std::realloc(m_buf, static_cast<size_t>(cap) + 1));
     if (!buf) OZGI_FATAL("Out of memory growing a string to %d bytes.", cap);
     m_buf = buf;
@@ -46,15 +48,35 @@ void cls_string::reserve(int capacity) {
 
 cls_string& cls_string::append(const char* data, int length) {
     if (length <= 0 || data == nullptr) return *this;
-    if (m_len + length > m_cap) {
+    int new_len = size_math::add(m_len, length, STRING);
+    if (new_len > m_cap) {
         // `data` may point into this string: keep its offset across the realloc.
         bool inside = m_buf && data >= m_buf && data < m_buf + m_len;
         long offset = inside ? data - m_buf : 0;
-        reserve(m_len + length);
+        reserve(new_len);
         if (inside) data = m_buf + offset;
     }
     std::memmove(m_buf + m_len, data, length);
-    m_len += length;
+    m_len = new_len;
+    m_buf[m_len] = '\0';
+    return *this;
+}
+
+cls_string& cls_string::replace(int from, int count, const char* data, int length) {
+    if (from < 0) from = 0;
+    if (from > m_len) from = m_len;
+    if (count < 0 || count > m_len - from) count = m_len - from;
+    if (length < 0 || data == nullptr) length = 0;
+    int tail = m_len - from - count;
+    int new_len = size_math::add(size_math::add(from, length, STRING), tail, STRING);
+    if (new_len == 0) {
+        clear();
+        return *this;
+    }
+    reserve(new_len);
+    std::memmove(m_buf + from + length, m_buf + from + count, tail);
+    if (length > 0) std::memcpy(m_buf + from, data, length);
+    m_len = new_len;
     m_buf[m_len] = '\0';
     return *this;
 }
@@ -73,7 +95,7 @@ cls_string& cls_string::operator=(const char* text) {
 
 cls_string cls_string::operator+(const cls_string& other) const {
     cls_string r;
-    r.reserve(m_len + other.m_len);
+    r.reserve(size_math::add(m_len, other.m_len, STRING));
     r.append(m_buf, m_len);
     r.append(other.m_buf, other.m_len);
     return r;
@@ -94,7 +116,7 @@ cls_string cls_string::operator+(char c) const {
 cls_string& cls_string::operator+=(const cls_string& other) { return append(other.m_buf, other.m_len); }
 
 cls_string& cls_string::operator+=(const char* text) {
-    return text ? append(text, static_cast<int>(std::strlen(text))) : *this;
+    return text ? append(text, size_math::length_of(std::strlen(text), STRING)) : *this;
 }
 
 cls_string& cls_string::operator+=(char c) { return append(&c, 1); }
@@ -180,16 +202,16 @@ int cls_string::find(char c, int from) const {
 }
 
 int cls_string::find(const char* text, int from) const {
-    int n = static_cast<int>(std::strlen(text));
+    int n = size_math::length_of(std::strlen(text), STRING);
     if (from < 0) from = 0;
     if (n == 0) return from <= m_len ? from : NOT_FOUND;
-    for (int i = from; i + n <= m_len; ++i)
+    for (int i = from; i <= m_len - n; ++i)
         if (std::memcmp(m_buf + i, text, n) == 0) return i;
     return NOT_FOUND;
 }
 
 int cls_string::rfind(const char* text, int from) const {
-    int n = static_cast<int>(std::strlen(text));
+    int n = size_math::length_of(std::strlen(text), STRING);
     int start = m_len - n;
     if (from >= 0 && from < start) start = from;
     if (n == 0) return start;
@@ -199,21 +221,22 @@ int cls_string::rfind(const char* text, int from) const {
 }
 
 bool cls_string::begin_with(const char* prefix, cls_string* rest) const {
-    int n = static_cast<int>(std::strlen(prefix));
+    int n = size_math::length_of(std::strlen(prefix), STRING);
     if (n > m_len || (n > 0 && std::memcmp(m_buf, prefix, n) != 0)) return false;
     if (rest) *rest = cls_string(m_buf + n, m_len - n);
     return true;
 }
 
 bool cls_string::end_with(const char* suffix) const {
-    int n = static_cast<int>(std::strlen(suffix));
+    int n = size_math::length_of(std::strlen(suffix), STRING);
     return n <= m_len && (n == 0 || std::memcmp(m_buf + m_len - n, suffix, n) == 0);
 }
 
 cls_string cls_string::sub_str(int from, int count) const {
     if (from < 0) from = 0;
     if (from >= m_len) return cls_string();
-    if (count < 0 || from + count > m_len) count = m_len - from;
+    // Compared as a difference: from + count could wrap for a huge count.
+    if (count < 0 || count > m_len - from) count = m_len - from;
     return cls_string(m_buf + from, count);
 }
 

@@ -1,9 +1,11 @@
 #include "ozgi/cls_text_layout.h"
 
 #include <algorithm>
+#include <climits>
 
 #include "ozgi/cls_canvas.h"
 #include "ozgi/cls_font_mgr.h"
+#include "ozgi/cls_log.h"
 
 namespace ozgi {
 
@@ -30,19 +32,31 @@ bool unfinished_sequence(const char* text, int length, int pos) {
 } // namespace
 
 cls_text_layout::cls_text_layout()
-    : m_px_size(16), m_multi_line(false), m_wrap(false), m_width(0), m_content_width(0), m_last_width(0),
+    : m_text(&m_own_text), m_px_size(16), m_multi_line(false), m_wrap(false), m_width(0), m_content_width(0), m_last_width(0),
       m_scanned_to(0) {
     m_line_starts.append(0);
 }
 
 void cls_text_layout::set_text(const cls_string& text) {
+    m_own_text = text;
+    m_text = &m_own_text;
+    rebuild();
+}
+
+void cls_text_layout::borrow_text(const cls_string* text) {
+    m_own_text = cls_string();
     m_text = text;
     rebuild();
 }
 
 void cls_text_layout::append_text(const cls_string& text) {
+    if (m_text != &m_own_text) OZGI_FATAL("Can't append to a text layout's borrowed text; its owner appends.");
     if (text.is_empty()) return;
-    m_text += text;
+    m_own_text += text;
+    text_appended();
+}
+
+void cls_text_layout::text_appended() {
     if (wrapping()) {
         // Earlier lines were broken for good when they filled up; only the last
         // line can take a different break with more text, so it is scanned again.
@@ -81,9 +95,64 @@ int cls_text_layout::content_width() const { return std::max(m_content_width, m_
 
 int cls_text_layout::line_height() const { return cls_font_mgr::ins()->line_height(m_px_size); }
 
-int cls_text_layout::content_height() const { return line_count() * line_height(); }
+int cls_text_layout::content_height() const {
+    // Millions of lines times the line height can pass the int range; the height
+    // then stays at the largest int (nothing can be scrolled that far anyway).
+    long long h = static_cast<long long>(line_count()) * line_height();
+    return h > INT_MAX ? INT_MAX : static_cast<int>(h);
+}
 
 int cls_text_layout::max_scroll_y(int box_height) const { return std::max(0, content_height() - box_height); }
+
+void cls_text_layout::head_replaced(int old_length, int new_length) {
+    // The old head must have ended at a hard line start inside what was scanned,
+    // or the lines after it may break differently now.
+    int k = 1;
+    int lines = m_line_starts.count();
+    if (m_multi_line && old_length > 0 && old_length <= m_scanned_to) {
+        int lo = 1, hi = lines - 1;
+        while (lo < hi) {
+            int mid = lo + (hi - lo) / 2;
+            if (m_line_starts[mid] < old_length) lo = mid + 1;
+            else hi = mid;
+        }
+        k = lo;
+    }
+    bool hard_start = k < lines && m_line_starts[k] == old_length && new_length > 0 &&
+                      m_text->length() >= new_length && (*m_text)[new_length - 1] == '\n';
+    if (!hard_start) {
+        rebuild();
+        return;
+    }
+    // Lines k.. are kept, moved by the size difference; the new head is scanned
+    // into a fresh index in front of them.
+    cls_array<int> old_starts;
+    cls_array<int> old_widths;
+    old_starts.reserve(lines - k);
+    old_widths.reserve(lines - k);
+    for (int i = k; i < lines; ++i) old_starts.append(m_line_starts[i] - old_length);
+    for (int i = k; i < m_line_widths.count(); ++i) old_widths.append(m_line_widths[i]);
+    int last_width = m_last_width;
+    int scanned_to = m_scanned_to - old_length;
+
+    m_line_starts.clear();
+    m_line_starts.append(0);
+    m_line_widths.clear();
+    m_content_width = 0;
+    m_last_width = 0;
+    m_scanned_to = 0;
+    scan(new_length);
+    // The head ends with a newline, so its scan ended with a line starting at
+    // new_length: that entry is the first kept line.
+    m_line_starts.remove_at(m_line_starts.count() - 1);
+    for (int i = 0; i < old_starts.count(); ++i) m_line_starts.append(old_starts[i] + new_length);
+    for (int i = 0; i < old_widths.count(); ++i) {
+        m_line_widths.append(old_widths[i]);
+        if (old_widths[i] > m_content_width) m_content_width = old_widths[i];
+    }
+    m_last_width = last_width;
+    m_scanned_to = scanned_to + new_length;
+}
 
 void cls_text_layout::rebuild() {
     m_line_starts.clear();
@@ -101,11 +170,11 @@ void cls_text_layout::end_line(int width, int start) {
     m_line_starts.append(start);
 }
 
-void cls_text_layout::scan() {
-    if (m_text.is_empty()) return;
+void cls_text_layout::scan(int end) {
+    if (m_text->is_empty()) return;
     cls_font_mgr* fonts = cls_font_mgr::ins();
-    const char* text = m_text.c_str();
-    int length = m_text.length();
+    const char* text = m_text->c_str();
+    int length = end < 0 ? m_text->length() : end;
     int pos = m_scanned_to;
     int width = m_last_width;
     bool wrap = wrapping();
@@ -189,28 +258,30 @@ void cls_text_layout::draw(cls_canvas* canvas, const cls_rect& box, int h_align,
     cls_font_mgr* fonts = cls_font_mgr::ins();
     int lh = line_height();
     int lines = line_count();
-    int total = lines * lh;
-    int top;
+    // Positions are worked out in 64 bits: a text of millions of lines is taller
+    // than an int can count in pixels.
+    long long total = static_cast<long long>(lines) * lh;
+    long long top;
     if (total <= box.h) {
         top = box.y + (v_align == ALIGN_MIDDLE ? (box.h - total) / 2 : v_align == ALIGN_BOTTOM ? box.h - total : 0);
     } else {
-        int scroll = std::max(0, std::min(scroll_y, total - box.h));
+        long long scroll = std::max(0LL, std::min(static_cast<long long>(scroll_y), total - box.h));
         top = v_align == ALIGN_BOTTOM ? box.bottom() - total + scroll : box.y - scroll;
     }
-    int first = std::max(0, (area.y - top) / lh);
-    int last = std::min(lines - 1, (area.bottom() - 1 - top) / lh);
+    int first = static_cast<int>(std::max(0LL, (area.y - top) / lh));
+    int last = static_cast<int>(std::min(static_cast<long long>(lines) - 1, (area.bottom() - 1 - top) / lh));
     if (last < first) return;
     canvas->set_clip(area);
     int ascent = fonts->ascent(m_px_size);
-    const char* text = m_text.c_str();
+    const char* text = m_text->c_str();
     for (int i = first; i <= last; ++i) {
         int start = m_line_starts[i];
-        int end = i + 1 < lines ? m_line_starts[i + 1] : m_text.length();
+        int end = i + 1 < lines ? m_line_starts[i + 1] : m_text->length();
         int width = i + 1 < lines ? m_line_widths[i] : m_last_width;
         int x = box.x;
         if (h_align == ALIGN_MIDDLE) x += (box.w - width) / 2;
         else if (h_align == ALIGN_RIGHT) x += box.w - width;
-        int baseline = top + i * lh + ascent;
+        int baseline = static_cast<int>(top + static_cast<long long>(i) * lh + ascent);
         int pos = start;
         while (pos < end && x < area.right()) {
             char c = text[pos];

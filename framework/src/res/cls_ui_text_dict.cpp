@@ -116,6 +116,14 @@ cls_string cls_ui_text_dict::translate(const cls_string& key, const cls_string& 
     return text ? *text : key;
 }
 
+const cls_string* cls_ui_text_dict::find(const cls_string& key) {
+    load_base();
+    cls_sp<cls_string> language = cls_app_data::ins()->get_data("language");
+    if (*language == "zh_CN") return m_zh_cn.get(key);
+    if (*language == "en_US") return m_en_us.get(key);
+    return nullptr;
+}
+
 cls_string cls_ui_text_dict::translate(const cls_string& key) {
     return translate(key, *cls_app_data::ins()->get_data("language"));
 }

@@ -8,7 +8,7 @@
 namespace ozgi {
 
 cls_label::cls_label()
-    : m_layout(nullptr), m_text_size(16), m_text_argb(0xff000000u), m_disabled_argb(0xff8e8e93u), m_bg_argb(0),
+    : m_shown_is_key(true), m_layout(nullptr), m_text_size(16), m_text_argb(0xff000000u), m_disabled_argb(0xff8e8e93u), m_bg_argb(0),
       m_h_align(0), m_v_align(1), m_multi_line(false), m_wrap(false), m_text_scroll(0) {
     add_class_name("cls_label");
 }
@@ -23,16 +23,19 @@ cls_text_layout* cls_label::layout() {
         m_layout->set_multi_line(m_multi_line);
         m_layout->set_wrap(m_wrap);
         m_layout->set_width(width());
-        m_layout->set_text(m_shown);
+        m_layout->borrow_text(&shown_text());
     }
     return m_layout;
 }
 
 void cls_label::set_text(const cls_string& key) {
     m_key = key;
-    m_shown = cls_ui_text_dict::ins()->translate(key);
+    // Looked up without copying the key: a label may hold megabytes of output.
+    const cls_string* translation = cls_ui_text_dict::ins()->find(key);
+    m_shown_is_key = translation == nullptr || *translation == key;
+    m_shown = m_shown_is_key ? cls_string() : *translation;
     m_text_scroll = 0;
-    if (m_layout) m_layout->set_text(m_shown);
+    if (m_layout) m_layout->borrow_text(&shown_text());
     invalidate(false);
     // A label sized by its text follows the new text.
     if (uses_content_size()) {
@@ -44,8 +47,21 @@ void cls_label::set_text(const cls_string& key) {
 void cls_label::append_text(const cls_string& more) {
     if (more.is_empty()) return;
     m_key += more;
-    m_shown += more;
-    if (m_layout) m_layout->append_text(more);
+    if (!m_shown_is_key) m_shown += more;
+    if (m_layout) m_layout->text_appended();
+    invalidate(false);
+    if (uses_content_size()) {
+        relayout(false);
+        invalidate(false);
+    }
+}
+
+void cls_label::replace_text_head(int length, const cls_string& head) {
+    int old_shown = shown_text().length();
+    int cut = length < old_shown ? length : old_shown;
+    m_key.replace(0, length, head.c_str(), head.length());
+    if (!m_shown_is_key) m_shown.replace(0, length, head.c_str(), head.length());
+    if (m_layout) m_layout->head_replaced(cut < 0 ? 0 : cut, head.length());
     invalidate(false);
     if (uses_content_size()) {
         relayout(false);
@@ -127,7 +143,7 @@ bool cls_label::content_size(int* w, int* h) {
 void cls_label::on_draw(cls_canvas* canvas, int x, int y) {
     cls_rect box{x, y, width(), height()};
     canvas->fill_rect(box, cls_color::from_argb(m_bg_argb));
-    if (m_shown.is_empty()) return;
+    if (shown_text().is_empty()) return;
     cls_text_layout* l = layout();
     l->set_width(width());
     uint32_t color = is_enabled() ? m_text_argb : m_disabled_argb;

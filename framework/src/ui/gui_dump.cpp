@@ -12,22 +12,71 @@ namespace ozgi {
 
 namespace {
 
+// Length of the well-formed UTF-8 sequence of two or more bytes at s[i], or 0 when
+// the bytes there are not one (overlong forms, surrogates and code points above
+// U+10FFFF are not).
+int utf8_sequence_length(const cls_string& s, int i) {
+    unsigned char c = static_cast<unsigned char>(s[i]);
+    int n;
+    unsigned char lo = 0x80, hi = 0xBF;  // allowed range of the second byte
+    if (c >= 0xC2 && c <= 0xDF) n = 2;
+    else if (c >= 0xE0 && c <= 0xEF) {
+        n = 3;
+        if (c == 0xE0) lo = 0xA0;
+        else if (c == 0xED) hi = 0x9F;
+    } else if (c >= 0xF0 && c <= 0xF4) {
+        n = 4;
+        if (c == 0xF0) lo = 0x90;
+        else if (c == 0xF4) hi = 0x8F;
+    } else {
+        return 0;
+    }
+    if (i + n > s.length()) return 0;
+    unsigned char second = static_cast<unsigned char>(s[i + 1]);
+    if (second < lo || second > hi) return 0;
+    for (int k = 2; k < n; ++k)
+        if ((static_cast<unsigned char>(s[i + k]) & 0xC0) != 0x80) return 0;
+    return n;
+}
+
+// Writes `s` as a JSON string. A byte that is not part of well-formed UTF-8 is
+// written as the escape \u00XX of its value, so the dump stays valid JSON and
+// the bytes can still be told apart.
 void put_string(cls_string* out, const cls_string& s) {
     *out += '"';
-    for (int i = 0; i < s.length(); ++i) {
+    int i = 0;
+    int n = s.length();
+    while (i < n) {
+        // Plain printable ASCII goes over in runs.
+        int run = i;
+        while (run < n) {
+            unsigned char c = static_cast<unsigned char>(s[run]);
+            if (c < 0x20 || c >= 0x80 || c == '"' || c == '\\') break;
+            ++run;
+        }
+        if (run > i) {
+            out->append(s.c_str() + i, run - i);
+            i = run;
+            continue;
+        }
         unsigned char c = static_cast<unsigned char>(s[i]);
         if (c == '"') *out += "\\\"";
         else if (c == '\\') *out += "\\\\";
         else if (c == '\n') *out += "\\n";
         else if (c == '\r') *out += "\\r";
         else if (c == '\t') *out += "\\t";
-        else if (c < 0x20) {
+        else {
+            int len = c >= 0x80 ? utf8_sequence_length(s, i) : 0;
+            if (len > 0) {
+                out->append(s.c_str() + i, len);
+                i += len;
+                continue;
+            }
             char buf[8];
             std::snprintf(buf, sizeof buf, "\\u%04x", c);
             *out += buf;
-        } else {
-            *out += static_cast<char>(c);
         }
+        ++i;
     }
     *out += '"';
 }
