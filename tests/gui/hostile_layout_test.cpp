@@ -83,6 +83,35 @@ TEST_F(hostile_layout_test, a_thirty_third_nested_include_is_fatal_naming_the_ch
                 fatal_line("cls_ui_res_loader.cpp", "Layouts are included more than 32 deep: " + chain + "."));
 }
 
+// `levels` item elements inside each other, one per line.
+std::string nested_items(int levels) {
+    std::string text;
+    for (int i = 0; i < levels; ++i) text += "<item cls_name=\"cls_cmn_item\">\n";
+    for (int i = 0; i < levels; ++i) text += "</item>";
+    return text;
+}
+
+TEST_F(hostile_layout_test, items_nest_up_to_two_hundred_fifty_six_levels) {
+    add_layout("test_hostile/items256.xml", keep(nested_items(256)));
+    cls_event_handler* root = cls_ui_res_loader::ins()->load_layout("test_hostile/items256.xml", nullptr);
+    ASSERT_NE(root, nullptr);
+    int depth = 1;
+    for (cls_event_handler* item = root; item->child_count() == 1; item = item->child(0)) ++depth;
+    EXPECT_EQ(depth, 256);
+    ozgi_delete(root);
+}
+
+TEST_F(hostile_layout_test, deeper_items_are_fatal_naming_the_place) {
+    add_layout("test_hostile/items257.xml", keep(nested_items(257)));
+    EXPECT_EXIT(cls_ui_res_loader::ins()->load_layout("test_hostile/items257.xml", nullptr),
+                ::testing::ExitedWithCode(1),
+                fatal_line("cls_ui_res_loader.cpp", "Items nest deeper than 256 levels in test_hostile/items257.xml:257."));
+    add_layout("test_hostile/items100k.xml", keep(nested_items(100000)));
+    EXPECT_EXIT(cls_ui_res_loader::ins()->load_layout("test_hostile/items100k.xml", nullptr),
+                ::testing::ExitedWithCode(1),
+                fatal_line("cls_ui_res_loader.cpp", "Items nest deeper than 256 levels in test_hostile/items100k.xml:257."));
+}
+
 // ---- Expressions ---------------------------------------------------------------
 
 // Registers a layout whose one item has `width` as its width expression.

@@ -199,23 +199,31 @@ namespace {
 // bound only stops a layout that includes itself, directly or through others,
 // before it exhausts the stack.
 constexpr size_t MAX_INCLUDE_DEPTH = 32;
+// Item elements inside each other at once, an include counting as one more. The
+// shipped pages go about ten deep; creating, laying out and drawing items recurse
+// over this depth.
+constexpr int MAX_ITEM_DEPTH = 256;
 
-// The names of the layouts being created, the outermost first.
-typedef std::vector<cls_string> include_chain_t;
+// Where the creation of a layout is: the names of the layouts being created, the
+// outermost first, and the number of item elements open.
+struct include_chain_t {
+    std::vector<cls_string> files;
+    int items = 0;
+};
 
 cls_string chain_text(const include_chain_t& chain, const cls_string& next) {
     cls_string text;
-    for (const cls_string& name : chain) text += name + " -> ";
+    for (const cls_string& name : chain.files) text += name + " -> ";
     return text + next;
 }
 
 // Fatal when including `name` from the innermost layout of `chain` would recurse
 // without end or nest too deep.
 void check_include(const include_chain_t& chain, const cls_string& name) {
-    for (const cls_string& outer : chain)
+    for (const cls_string& outer : chain.files)
         if (outer == name)
             OZGI_FATAL("The layout %s includes itself: %s.", name.c_str(), chain_text(chain, name).c_str());
-    if (chain.size() > MAX_INCLUDE_DEPTH)
+    if (chain.files.size() > MAX_INCLUDE_DEPTH)
         OZGI_FATAL("Layouts are included more than %d deep: %s.", static_cast<int>(MAX_INCLUDE_DEPTH),
                    chain_text(chain, name).c_str());
 }
@@ -248,6 +256,8 @@ cls_event_handler* create_elem(cls_ui_res_loader* loader, const node_t* node, cl
                                cls_array<cls_event_handler*>* created, const std::vector<attr_t>& overrides,
                                include_chain_t* chain) {
     const cls_xml_parser::xml_elem_t& e = node->data;
+    if (++chain->items > MAX_ITEM_DEPTH)
+        OZGI_FATAL("Items nest deeper than %d levels in %s:%d.", MAX_ITEM_DEPTH, e.file.c_str(), e.line);
     std::vector<attr_t> attrs;
     gather_attrs(node, &attrs);
     attrs.insert(attrs.end(), overrides.begin(), overrides.end());
@@ -265,10 +275,13 @@ cls_event_handler* create_elem(cls_ui_res_loader* loader, const node_t* node, cl
         // override those of the included root.
         check_include(*chain, *file_name);
         cls_sp<tree_t> sub = loader->load_xml(*file_name);
-        chain->push_back(*file_name);
+        chain->files.push_back(*file_name);
         item = create_tree(loader, *sub, parent, created, attrs, chain);
-        chain->pop_back();
-        if (!item) return nullptr;
+        chain->files.pop_back();
+        if (!item) {
+            --chain->items;
+            return nullptr;
+        }
     } else {
         OZGI_FATAL("An item in %s:%d has neither cls_name nor file_name.", e.file.c_str(), e.line);
     }
@@ -278,6 +291,7 @@ cls_event_handler* create_elem(cls_ui_res_loader* loader, const node_t* node, cl
     for (const node_t* c = node->first_child; c; c = c->next_sibling)
         if (c->data.name == "child_attr") apply_child_attr(item, c);
     if (cls_name) item->bind_members();
+    --chain->items;
     return item;
 }
 
@@ -287,7 +301,8 @@ void cls_ui_res_loader::load_resource(const cls_sp<cls_xml_parser::xml_tree_t>& 
                                       cls_array<cls_event_handler*>* created) {
     if (tree.is_null() || tree->is_empty()) OZGI_FATAL("No layout to load.");
     std::vector<attr_t> none;
-    include_chain_t chain(1, tree->root()->data.file);
+    include_chain_t chain;
+    chain.files.push_back(tree->root()->data.file);
     cls_event_handler* first = create_tree(this, *tree, parent, created, none, &chain);
     if (first && parent) parent->invalidate(true);
 }
