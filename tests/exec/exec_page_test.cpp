@@ -98,10 +98,16 @@ TEST_F(ExecPage, ExitCodeThreeShowsFailIconAndExitCode) {
 }
 
 TEST_F(ExecPage, OutputGrowsInOrderAcrossTicksAndTheLastPieceShowsBeforeTheResult) {
-    m.script("slow", "[ \"$1\" = \"--help\" ] && exit 1\necho 'piece 1'\nsleep 1.5\necho 'piece 2'\nsleep 1.5\necho 'piece 3'\nexit 0\n");
+    // Each piece waits for the dump of the one before, so every stage is seen
+    // however slowly the machine runs: no sleep has to outlast a tick.
+    auto after = [&](const std::string& name) {
+        return "while [ ! -e '" + m.work(name) + "' ]; do sleep 0.01; done\n";
+    };
+    m.script("slow", "[ \"$1\" = \"--help\" ] && exit 1\necho 'piece 1'\n" + after("one.json") + "echo 'piece 2'\n" +
+                         after("two.json") + "echo 'piece 3'\nexit 0\n");
     run_result_t r = run("tap_text slow\ntap_text Execute test\n" + dump("start.json") +
-                         "wait_text piece 1 500\n" + dump("one.json") + "wait_text piece 2 1500\n" +
-                         dump("two.json") + "wait_text Exit code:0 3000\n" + dump("end.json"));
+                         "wait_text piece 1 20000\n" + dump("one.json") + "wait_text piece 2 20000\n" +
+                         dump("two.json") + "wait_text Exit code:0 20000\n" + dump("end.json"));
     ASSERT_RAN(r);
     const json_t& start = top_page(load("start.json"));
     EXPECT_EQ(label_text(named(start, "EXEC_RESULT"), "LABEL"), "Executing...");

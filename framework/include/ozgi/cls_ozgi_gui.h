@@ -17,7 +17,9 @@ public:
 
     /// Runs the GUI: reads the --ozgi- options, opens the display, loads
     /// "root_container.xml" (or --ozgi-root=), opens its first page and runs the
-    /// event loop until the program ends. Returns the exit status (0).
+    /// event loop until the program ends. Returns the exit status: 0, or 128 plus
+    /// the signal when SIGTERM or SIGINT ended it (see cls_stop_signal; running
+    /// tests are then stopped too).
     int start_gui();
     /// Prints the framework's options to standard output, one line each.
     static void output_help();

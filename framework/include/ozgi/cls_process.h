@@ -29,7 +29,10 @@ public:
     /// Waits for the end and returns the exit status (128 + signal for a child
     /// ended by a signal). Output that arrives meanwhile is kept for read_to_str.
     int wait_for_exit();
-    /// Sends SIGINT to the child's process group.
+    /// Sends SIGINT to the child's process group. For a few seconds after, the
+    /// group is watched for a member that missed the signal while it was being
+    /// forked by a shell (see watch_interrupt in the source); only such a member is
+    /// interrupted once more.
     void send_int_signal();
     int pid() const { return m_pid; }
 
@@ -46,6 +49,11 @@ public:
     /// objects were destroyed. The event loop and cls_time::sleep_ms call it. Like
     /// every process operation it belongs to one thread, the GUI thread.
     static void pump(int timeout_ms);
+    /// Ends every child that still runs, for a program that is being ended: SIGTERM
+    /// to each one's process group, up to `grace_ms` for the groups to end, then
+    /// SIGKILL to what is left; the children are reaped. Like pump it belongs to
+    /// the GUI thread.
+    static void stop_all(int grace_ms);
     /// Read ends of all live children's pipes, for a loop that polls them itself.
     /// Returns the number written to `fds` (at most `max`).
     static int pipe_fds(int* fds, int max);

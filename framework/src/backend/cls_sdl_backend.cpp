@@ -1,6 +1,8 @@
 #include "backend/cls_sdl_backend.h"
 
 #include <poll.h>
+#include <strings.h>
+#include <cstdlib>
 #include <cstring>
 #include <vector>
 
@@ -11,6 +13,22 @@ namespace {
 // How long the wait for descriptors and SDL events looks at each before turning
 // to the other: short enough for taps to feel immediate, long enough to idle.
 constexpr int WAIT_SLICE_MS = 10;
+
+// Whether the environment asks SDL for the video driver `name` by itself
+// (SDL_VIDEODRIVER may list several, separated by commas).
+bool driver_asked_for(const char* name) {
+    const char* asked = std::getenv("SDL_VIDEODRIVER");
+    if (!asked) return false;
+    size_t len = std::strlen(name);
+    for (const char* p = asked; *p;) {
+        const char* end = std::strchr(p, ',');
+        size_t n = end ? static_cast<size_t>(end - p) : std::strlen(p);
+        if (n == len && strncasecmp(p, name, n) == 0) return true;
+        if (!end) break;
+        p = end + 1;
+    }
+    return false;
+}
 
 } // namespace
 
@@ -34,12 +52,27 @@ bool cls_sdl_backend::open(int width, int height, const cls_string& title, cls_s
     SDL_SetHint(SDL_HINT_TOUCH_MOUSE_EVENTS, "0");
     SDL_SetHint(SDL_HINT_MOUSE_TOUCH_EVENTS, "0");
     SDL_SetHint(SDL_HINT_RENDER_SCALE_QUALITY, "nearest");
+    // SIGINT and SIGTERM are the framework's (cls_stop_signal), not a quit event.
+    SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");
     cls_string reason;
     if (SDL_InitSubSystem(SDL_INIT_VIDEO) != 0) {
         if (error)
             *error = reason.print("Can't open a display (SDL: %s). Use --ozgi-video=headless to run without a screen, "
                                   "or run under xvfb-run.",
                                   SDL_GetError());
+        return false;
+    }
+    // With no display at all SDL falls back to drivers that show nothing; unless
+    // they were asked for, that is no display, not an invisible program.
+    const char* fallback = SDL_GetCurrentVideoDriver();
+    if (fallback && (strcasecmp(fallback, "offscreen") == 0 || strcasecmp(fallback, "dummy") == 0) &&
+        !driver_asked_for(fallback)) {
+        if (error)
+            *error = reason.print("Can't open a display (SDL: no display found, only its %s driver). Use "
+                                  "--ozgi-video=headless to run without a screen, or run under xvfb-run.",
+                                  fallback);
+        SDL_QuitSubSystem(SDL_INIT_VIDEO);
+        if (SDL_WasInit(0) == 0) SDL_Quit();
         return false;
     }
     m_video_started = true;
@@ -196,6 +229,10 @@ void cls_sdl_backend::wait(int timeout_ms, const int* fds, int nfds) {
         return;
     }
     // SDL cannot wait on other descriptors, so the two are watched in turn.
+    // FIXME: the GUI always passes its stop-signal descriptor, so an idle desktop
+    // window now wakes every slice too (about 1% of a core under X11, where SDL
+    // alone would block); on KMSDRM and offscreen SDL's own wait polls every
+    // millisecond, so there the slices cost less than before.
     std::vector<pollfd> polled(static_cast<size_t>(nfds));
     for (int i = 0; i < nfds; ++i) polled[i] = pollfd{fds[i], POLLIN, 0};
     Uint32 start = SDL_GetTicks();

@@ -5,6 +5,7 @@
 #include "ozgi/cls_app_data.h"
 #include "ozgi/cls_input_args.h"
 #include "ozgi/cls_singleton_mgr.h"
+#include "ozgi/cls_stop_signal.h"
 
 namespace ozgi {
 
@@ -15,6 +16,8 @@ int if_main::main_func(int (*main)()) {
     int result = main();
     std::fflush(stdout);
     cls_singleton_mgr::release_all();
+    // A program stopped by a signal ends by it, once everything is released.
+    cls_stop_signal::end_if_received();
     return result;
 }
 

@@ -1,5 +1,6 @@
 #include "ozgi/cls_process.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <initializer_list>
@@ -10,6 +11,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
+
+#include "io/process_group.h"
+#include "ozgi/cls_stop_signal.h"
+#include "ozgi/cls_time.h"
 
 extern char** environ;
 
@@ -25,6 +30,10 @@ constexpr int WANTED_PIPE_SIZE = 1024 * 1024;
 constexpr int MAX_PENDING = 1 << 30;
 // Longest pause between two exit checks while waiting for a child.
 constexpr int MAX_EXIT_POLL_MS = 10;
+// How long after an interrupt its group is watched for a member that lost it,
+// and how often it is looked at meanwhile (each look reads /proc).
+constexpr long long INTERRUPT_WATCH_MS = 5000;
+constexpr long long INTERRUPT_LOOK_MS = 50;
 
 // One captured stream of a child: the read end of its pipe and what has been
 // read from it but not yet handed out.
@@ -42,6 +51,12 @@ struct child_state_t {
     int status = 0;       // exit status as shells report it, valid once exited
     stream_t out;
     stream_t err;         // used only by execute_cmd when it is asked for standard error
+    // The last interrupt of the group, while it is watched (see send_int_signal).
+    long long interrupt_ms = -1;       // when it was sent; -1: not watched
+    long long next_look_ms = 0;
+    int last_pid_at_interrupt = -1;    // the pid most recently handed out just before it
+    std::vector<group_member_t> before_interrupt;
+    std::vector<int> interrupted_again;
 };
 
 // All children of the process that still need attention: the live ones whose
@@ -116,6 +131,42 @@ void check_exit(child_state_t* c) {
     pid_t got = ::waitpid(c->pid, &ws, WNOHANG);
     if (got == c->pid) note_exit(c, ws);
     else if (got < 0 && errno == ECHILD) note_exit(c, 127 << 8);  // someone else reaped it
+}
+
+// A shell catches SIGINT, and a child it has just forked runs the shell's
+// handler until it calls exec: a group interrupt that lands in between is taken
+// by that handler and forgotten at the exec, and the program then runs with
+// SIGINT at its default, uninterrupted, while the shell waits for it. Such a
+// member is interrupted once more on its own: one that has SIGINT at its default
+// and is still there, and that either was not yet to be seen before the
+// interrupt although its pid had been handed out (a fork under way), or has run
+// another program since. Members made after the interrupt (by a trap handling
+// it, say) and members that handle SIGINT themselves are left alone. (A fork
+// that gets its pid in the microseconds between the reading of the newest pid
+// and the signal is not covered.)
+void watch_interrupt(child_state_t* c) {
+    if (c->interrupt_ms < 0) return;
+    long long now = cls_time::now_ms();
+    if (c->exited || now - c->interrupt_ms > INTERRUPT_WATCH_MS) {
+        c->interrupt_ms = -1;
+        c->before_interrupt.clear();
+        c->interrupted_again.clear();
+        return;
+    }
+    if (now < c->next_look_ms) return;
+    c->next_look_ms = now + INTERRUPT_LOOK_MS;
+    for (const group_member_t& m : list_process_group(c->pid)) {
+        if (!m.sigint_default) continue;
+        if (std::find(c->interrupted_again.begin(), c->interrupted_again.end(), m.pid) != c->interrupted_again.end())
+            continue;
+        const group_member_t* was = nullptr;
+        for (const group_member_t& b : c->before_interrupt)
+            if (b.pid == m.pid) was = &b;
+        bool missed = was ? was->exe != m.exe : created_by(m.pid, c->last_pid_at_interrupt);
+        if (!missed) continue;
+        ::kill(m.pid, SIGINT);
+        c->interrupted_again.push_back(m.pid);
+    }
 }
 
 void reap_orphans() {
@@ -285,6 +336,8 @@ bool cls_process::is_ended() {
 int cls_process::wait_for_exit() {
     int pause_ms = 1;
     for (;;) {
+        // Nothing returns to the event loop while this waits: a stop signal ends the program here.
+        cls_stop_signal::end_if_received();
         check_exit(m_impl);
         if (m_impl->exited) return m_impl->status;
         // Output wakes the poll at once; the exit itself is only seen by the
@@ -299,7 +352,16 @@ int cls_process::wait_for_exit() {
 void cls_process::send_int_signal() {
     check_exit(m_impl);
     if (m_impl->exited || m_impl->pid <= 0) return;
+    // The group as it is before the interrupt, and the newest pid just before
+    // it, tell later which members can have missed it (see watch_interrupt). The
+    // pid is read last and before the signal: a process that a member makes in
+    // answer to the signal always comes after it.
+    m_impl->before_interrupt = list_process_group(m_impl->pid);
+    m_impl->interrupted_again.clear();
+    m_impl->last_pid_at_interrupt = last_created_pid();
     if (::kill(-m_impl->pid, SIGINT) != 0) ::kill(m_impl->pid, SIGINT);
+    m_impl->interrupt_ms = cls_time::now_ms();
+    m_impl->next_look_ms = m_impl->interrupt_ms;
 }
 
 /// Runs `command_line` through /bin/sh -c and returns its standard output.
@@ -356,8 +418,48 @@ void cls_process::pump(int timeout_ms) {
             drain_stream(s, 2L * s->pipe_size);
         }
     }
-    for (child_state_t* c : r.live) check_exit(c);
+    for (child_state_t* c : r.live) {
+        check_exit(c);
+        watch_interrupt(c);
+    }
     reap_orphans();
+}
+
+/// SIGTERM to the group of every child not yet reaped, a grace time, SIGKILL to
+/// the groups that still have members, then reaping. Leaders stay unreaped until
+/// the end, so their ids cannot be handed to anyone else while they are signalled.
+void cls_process::stop_all(int grace_ms) {
+    registry_t& r = registry();
+    reap_orphans();
+    std::vector<pid_t> leaders(r.orphans);
+    for (child_state_t* c : r.live)
+        if (!c->exited && c->pid > 0) leaders.push_back(c->pid);
+    if (leaders.empty()) return;
+    for (pid_t pid : leaders)
+        if (::kill(-pid, SIGTERM) != 0) ::kill(pid, SIGTERM);
+    long long deadline = cls_time::now_ms() + (grace_ms > 0 ? grace_ms : 0);
+    std::vector<pid_t> running(leaders);
+    while (!running.empty()) {
+        for (size_t i = running.size(); i-- > 0;)
+            if (list_process_group(running[i]).empty()) running.erase(running.begin() + i);
+        if (running.empty() || cls_time::now_ms() >= deadline) break;
+        ::poll(nullptr, 0, MAX_EXIT_POLL_MS);
+    }
+    for (pid_t pid : running)
+        if (::kill(-pid, SIGKILL) != 0) ::kill(pid, SIGKILL);
+    // Killed children end at once unless stuck in the kernel; one that is still
+    // there after a while is left to init rather than holding the program up.
+    deadline = cls_time::now_ms() + grace_ms;
+    for (;;) {
+        bool waiting = false;
+        for (child_state_t* c : r.live) {
+            check_exit(c);
+            waiting = waiting || !c->exited;
+        }
+        reap_orphans();
+        if ((!waiting && r.orphans.empty()) || cls_time::now_ms() >= deadline) break;
+        ::poll(nullptr, 0, 1);
+    }
 }
 
 /// Copies the read ends of the live pipes into `fds`; returns how many.

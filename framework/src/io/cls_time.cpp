@@ -3,8 +3,14 @@
 #include <time.h>
 
 #include "ozgi/cls_process.h"
+#include "ozgi/cls_stop_signal.h"
 
 namespace ozgi {
+
+namespace {
+// Longest single wait of a sleep.
+constexpr long long MAX_SLICE_MS = 100;
+} // namespace
 
 /// The current monotonic time, or zero.
 cls_time::cls_time(bool now) : m_ms(now ? now_ms() : 0) {}
@@ -39,8 +45,11 @@ cls_string cls_time::wall_clock_iso8601() {
 void cls_time::sleep_ms(int ms) {
     long long deadline = now_ms() + (ms > 0 ? ms : 0);
     for (;;) {
+        // A stop signal ends the program even from a sleep; slices keep one that
+        // lands just before a poll from waiting out a long sleep.
+        cls_stop_signal::end_if_received();
         long long left = deadline - now_ms();
-        cls_process::pump(left > 0 ? static_cast<int>(left) : 0);
+        cls_process::pump(left > 0 ? static_cast<int>(left < MAX_SLICE_MS ? left : MAX_SLICE_MS) : 0);
         if (left <= 0 || now_ms() >= deadline) return;
     }
 }

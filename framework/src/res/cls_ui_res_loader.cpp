@@ -195,15 +195,50 @@ cls_sp<cls_xml_parser::xml_tree_t> cls_ui_res_loader::load_xml(const cls_string&
 
 namespace {
 
+// Layouts included inside each other at once. The shipped ones go three deep; the
+// bound only stops a layout that includes itself, directly or through others,
+// before it exhausts the stack.
+constexpr size_t MAX_INCLUDE_DEPTH = 32;
+// Item elements inside each other at once, an include counting as one more. The
+// shipped pages go about ten deep; creating, laying out and drawing items recurse
+// over this depth.
+constexpr int MAX_ITEM_DEPTH = 256;
+
+// Where the creation of a layout is: the names of the layouts being created, the
+// outermost first, and the number of item elements open.
+struct include_chain_t {
+    std::vector<cls_string> files;
+    int items = 0;
+};
+
+cls_string chain_text(const include_chain_t& chain, const cls_string& next) {
+    cls_string text;
+    for (const cls_string& name : chain.files) text += name + " -> ";
+    return text + next;
+}
+
+// Fatal when including `name` from the innermost layout of `chain` would recurse
+// without end or nest too deep.
+void check_include(const include_chain_t& chain, const cls_string& name) {
+    for (const cls_string& outer : chain.files)
+        if (outer == name)
+            OZGI_FATAL("The layout %s includes itself: %s.", name.c_str(), chain_text(chain, name).c_str());
+    if (chain.files.size() > MAX_INCLUDE_DEPTH)
+        OZGI_FATAL("Layouts are included more than %d deep: %s.", static_cast<int>(MAX_INCLUDE_DEPTH),
+                   chain_text(chain, name).c_str());
+}
+
 cls_event_handler* create_elem(cls_ui_res_loader* loader, const node_t* node, cls_event_handler* parent,
-                               cls_array<cls_event_handler*>* created, const std::vector<attr_t>& overrides);
+                               cls_array<cls_event_handler*>* created, const std::vector<attr_t>& overrides,
+                               include_chain_t* chain);
 
 // Creates the top-level items of a layout under `parent`; `overrides` go to the
 // first of them. Returns the first.
 cls_event_handler* create_tree(cls_ui_res_loader* loader, const tree_t& tree, cls_event_handler* parent,
-                               cls_array<cls_event_handler*>* created, const std::vector<attr_t>& overrides) {
+                               cls_array<cls_event_handler*>* created, const std::vector<attr_t>& overrides,
+                               include_chain_t* chain) {
     const node_t* root = tree.root();
-    if (root->data.name == "item") return create_elem(loader, root, parent, created, overrides);
+    if (root->data.name == "item") return create_elem(loader, root, parent, created, overrides, chain);
     if (root->data.name != "ui_res_file")
         OZGI_FATAL("The layout %s has the root element %s, not item or ui_res_file.", root->data.file.c_str(),
                    root->data.name.c_str());
@@ -211,15 +246,18 @@ cls_event_handler* create_tree(cls_ui_res_loader* loader, const tree_t& tree, cl
     std::vector<attr_t> none;
     for (const node_t* c = root->first_child; c; c = c->next_sibling) {
         if (c->data.name != "item") continue;
-        cls_event_handler* made = create_elem(loader, c, parent, created, first ? none : overrides);
+        cls_event_handler* made = create_elem(loader, c, parent, created, first ? none : overrides, chain);
         if (!first) first = made;
     }
     return first;
 }
 
 cls_event_handler* create_elem(cls_ui_res_loader* loader, const node_t* node, cls_event_handler* parent,
-                               cls_array<cls_event_handler*>* created, const std::vector<attr_t>& overrides) {
+                               cls_array<cls_event_handler*>* created, const std::vector<attr_t>& overrides,
+                               include_chain_t* chain) {
     const cls_xml_parser::xml_elem_t& e = node->data;
+    if (++chain->items > MAX_ITEM_DEPTH)
+        OZGI_FATAL("Items nest deeper than %d levels in %s:%d.", MAX_ITEM_DEPTH, e.file.c_str(), e.line);
     std::vector<attr_t> attrs;
     gather_attrs(node, &attrs);
     attrs.insert(attrs.end(), overrides.begin(), overrides.end());
@@ -235,18 +273,25 @@ cls_event_handler* create_elem(cls_ui_res_loader* loader, const node_t* node, cl
     } else if (file_name) {
         // The included items are created in place; this element's attributes
         // override those of the included root.
+        check_include(*chain, *file_name);
         cls_sp<tree_t> sub = loader->load_xml(*file_name);
-        item = create_tree(loader, *sub, parent, created, attrs);
-        if (!item) return nullptr;
+        chain->files.push_back(*file_name);
+        item = create_tree(loader, *sub, parent, created, attrs, chain);
+        chain->files.pop_back();
+        if (!item) {
+            --chain->items;
+            return nullptr;
+        }
     } else {
         OZGI_FATAL("An item in %s:%d has neither cls_name nor file_name.", e.file.c_str(), e.line);
     }
     std::vector<attr_t> none;
     for (const node_t* c = node->first_child; c; c = c->next_sibling)
-        if (c->data.name == "item") create_elem(loader, c, item, created, none);
+        if (c->data.name == "item") create_elem(loader, c, item, created, none, chain);
     for (const node_t* c = node->first_child; c; c = c->next_sibling)
         if (c->data.name == "child_attr") apply_child_attr(item, c);
     if (cls_name) item->bind_members();
+    --chain->items;
     return item;
 }
 
@@ -256,7 +301,9 @@ void cls_ui_res_loader::load_resource(const cls_sp<cls_xml_parser::xml_tree_t>& 
                                       cls_array<cls_event_handler*>* created) {
     if (tree.is_null() || tree->is_empty()) OZGI_FATAL("No layout to load.");
     std::vector<attr_t> none;
-    cls_event_handler* first = create_tree(this, *tree, parent, created, none);
+    include_chain_t chain;
+    chain.files.push_back(tree->root()->data.file);
+    cls_event_handler* first = create_tree(this, *tree, parent, created, none, &chain);
     if (first && parent) parent->invalidate(true);
 }
 

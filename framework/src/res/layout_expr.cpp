@@ -1,5 +1,6 @@
 #include "res/layout_expr.h"
 
+#include <climits>
 #include <vector>
 
 #include "ozgi/cls_event_handler.h"
@@ -7,6 +8,10 @@
 namespace ozgi {
 
 namespace {
+
+// Parentheses and function calls open at once. Real layouts nest a handful; the
+// bound only keeps a hostile text from exhausting the stack of the recursive parser.
+constexpr int MAX_NESTING = 200;
 
 struct token_t {
     enum kind_t { NUM, IDENT, OP, END } kind;
@@ -33,7 +38,7 @@ value_t stand_in(int x, int y, int w, int h) { return value_t{true, 0, nullptr, 
 class parser_t {
 public:
     parser_t(const cls_string& text, cls_event_handler* self, int sw, int sh)
-        : m_text(text), m_self(self), m_sw(sw), m_sh(sh), m_pos(0), m_failed(false) {}
+        : m_text(text), m_self(self), m_sw(sw), m_sh(sh), m_pos(0), m_depth(0), m_failed(false) {}
 
     bool run(int* out, cls_string* error) {
         if (!tokenize()) {
@@ -125,6 +130,21 @@ private:
         return v.num;
     }
 
+    // Geometry is int, so every intermediate result must be one: operands always
+    // are, so the exact result fits a long long and is checked against int.
+    // `op` is the operator, or 0 for a negation of x.
+    value_t checked(long long result, char op, long long x, long long y) {
+        if (m_failed) return number(0);
+        if (result < INT_MIN || result > INT_MAX) {
+            cls_string what;
+            if (op) what.print("integer overflow in %lld %c %lld", x, op, y);
+            else what.print("integer overflow in -(%lld)", x);
+            fail("%s", what.c_str());
+            return number(0);
+        }
+        return number(result);
+    }
+
     value_t parse_compare() {
         value_t a = parse_sum();
         while (!m_failed && at_op('<')) {
@@ -140,7 +160,8 @@ private:
             char op = m_tokens[m_pos++].op;
             value_t b = parse_product();
             long long x = num_of(a, op == '+' ? "\"+\"" : "\"-\""), y = num_of(b, op == '+' ? "\"+\"" : "\"-\"");
-            a = number(op == '+' ? x + y : x - y);
+            if (m_failed) return number(0);
+            a = checked(op == '+' ? x + y : x - y, op, x, y);
         }
         return a;
     }
@@ -155,17 +176,33 @@ private:
                 fail("division by zero");
                 return number(0);
             }
-            a = number(op == '*' ? x * y : x / y);
+            a = checked(op == '*' ? x * y : x / y, op, x, y);
         }
         return a;
     }
+    // A run of minus signs is counted, not recursed into: "- - - 1" must not
+    // cost one stack frame per sign.
     value_t parse_unary() {
-        if (!m_failed && at_op('-')) {
+        int signs = 0;
+        while (!m_failed && at_op('-')) {
             ++m_pos;
-            value_t v = parse_unary();
-            return number(-num_of(v, "\"-\""));
+            ++signs;
         }
-        return parse_primary();
+        value_t v = parse_primary();
+        for (int i = 0; i < signs && !m_failed; ++i) {
+            long long x = num_of(v, "\"-\"");
+            v = checked(-x, 0, x, 0);
+        }
+        return v;
+    }
+    // Entered before a parenthesis or a function call is parsed; false (with the
+    // failure noted) when that would nest too deep.
+    bool enter() {
+        if (++m_depth <= MAX_NESTING) return true;
+        cls_string why;
+        why.print("nesting deeper than %d levels", MAX_NESTING);
+        fail("%s", why.c_str());
+        return false;
     }
     value_t parse_primary() {
         if (m_failed) return number(0);
@@ -176,7 +213,9 @@ private:
         }
         if (at_op('(')) {
             ++m_pos;
+            if (!enter()) return number(0);
             value_t v = parse_compare();
+            --m_depth;
             expect(')');
             return v;
         }
@@ -188,6 +227,7 @@ private:
                 return number(0);
             }
             ++m_pos;
+            if (!enter()) return number(0);
             std::vector<value_t> args;
             if (!at_op(')')) {
                 args.push_back(parse_compare());
@@ -196,6 +236,7 @@ private:
                     args.push_back(parse_compare());
                 }
             }
+            --m_depth;
             expect(')');
             if (m_failed) return number(0);
             return call(name, args);
@@ -290,6 +331,7 @@ private:
     int m_sw, m_sh;
     std::vector<token_t> m_tokens;
     size_t m_pos;
+    int m_depth;  // parentheses and calls open at m_pos
     bool m_failed;
     cls_string m_error;
 };

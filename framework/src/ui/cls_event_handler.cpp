@@ -93,12 +93,46 @@ bool cls_event_handler::in_group(const cls_string& name) const {
 namespace {
 
 // Full match of a small pattern language: "." is any character, "*" repeats the
-// element before it any number of times.
+// element before it any number of times (a "*" with no element before it is an
+// element itself). The pattern's elements are states, and the text is read once
+// while the set of states that the text so far can reach is kept: time is the
+// pattern's length times the text's, where trying one way after another would
+// take exponential time on patterns like ".*.*.*x".
 bool pattern_match(const char* p, const char* s) {
-    if (*p == 0) return *s == 0;
-    bool first = *s != 0 && (*p == '.' || *p == *s);
-    if (p[1] == '*') return pattern_match(p + 2, s) || (first && pattern_match(p, s + 1));
-    return first && pattern_match(p + 1, s + 1);
+    struct elem_t {
+        char c;
+        bool star;
+    };
+    std::vector<elem_t> elems;
+    for (const char* q = p; *q;) {
+        bool star = q[1] == '*';
+        elems.push_back(elem_t{*q, star});
+        q += star ? 2 : 1;
+    }
+    size_t n = elems.size();
+    // reach[j]: the first j elements can match the text read so far. A starred
+    // element may match nothing, so reaching it also reaches the one after it.
+    std::vector<char> reach(n + 1, 0), next(n + 1, 0);
+    auto close = [&](std::vector<char>* r) {
+        for (size_t j = 0; j < n; ++j)
+            if ((*r)[j] && elems[j].star) (*r)[j + 1] = 1;
+    };
+    reach[0] = 1;
+    close(&reach);
+    for (; *s; ++s) {
+        std::fill(next.begin(), next.end(), 0);
+        bool any = false;
+        for (size_t j = 0; j < n; ++j) {
+            if (!reach[j] || (elems[j].c != '.' && elems[j].c != *s)) continue;
+            // A starred element stays to take more characters.
+            next[elems[j].star ? j : j + 1] = 1;
+            any = true;
+        }
+        if (!any) return false;
+        close(&next);
+        reach.swap(next);
+    }
+    return reach[n] != 0;
 }
 
 bool component_matches(const cls_event_handler* item, const cls_string& component) {

@@ -21,6 +21,7 @@
 #include "ozgi/cls_png_writer.h"
 #include "ozgi/cls_process.h"
 #include "ozgi/cls_root_container.h"
+#include "ozgi/cls_stop_signal.h"
 #include "ozgi/cls_timer.h"
 #include "ozgi/cls_ui_res_loader.h"
 #include "ozgi/if_display_backend.h"
@@ -274,13 +275,17 @@ void run_due(impl_t* d) {
 }
 
 // Blocks for at most `max_wait_ms` (-1: until something happens) until input,
-// a timer or child-process output is due.
+// a timer, child-process output or a stop signal is due. A stop signal ends the
+// loop as quit does.
 void wait_for_activity(impl_t* d, int max_wait_ms) {
     if (d->quit) return;
     int fds[64];
-    int n = cls_process::pipe_fds(fds, 64);
+    int n = 0;
+    if (cls_stop_signal::wake_fd() >= 0) fds[n++] = cls_stop_signal::wake_fd();
+    n += cls_process::pipe_fds(fds + n, 64 - n);
     d->backend->wait(next_timeout(d, max_wait_ms), fds, n);
     cls_process::pump(0);
+    if (cls_stop_signal::received()) cls_ozgi_gui::ins()->quit();
 }
 
 // One turn of the loop: what is due, then the wait for what comes next.
@@ -444,10 +449,13 @@ void run_command(impl_t* d, const cls_string& line) {
         cls_string text = rest.sub_str(0, cut);
         text.trim_to_str(" \t", false, true);
         long long deadline = gui_now_ms() + ms;
-        // The text is looked for right after each turn's work and before its
-        // wait, so a change made by a timer or an input is seen at once, not
-        // only when the next wait has run out.
-        while (!d->quit) {
+        // A text shown already ends the wait before anything runs, so that a
+        // timer that happens to be due by now does not fire. Afterwards the text
+        // is looked for right after each turn's work and before its wait, so a
+        // change made by a timer or an input is seen at once, not only when the
+        // next wait has run out.
+        bool shown = top && page_shows(top, text);
+        while (!shown && !d->quit) {
             run_due(d);
             cls_page* p = d->root ? d->root->top_page() : nullptr;
             if (p && page_shows(p, text)) break;
@@ -502,6 +510,24 @@ void run_script(impl_t* d) {
     cls_ozgi_gui::ins()->quit();
 }
 
+// Time that running tests get to end on SIGTERM when the program is being ended
+// by a signal, before they are killed: the whole end stays well within a second.
+const int STOP_GRACE_MS = 300;
+
+// The GUI that runs, for the end of the program from outside its loop.
+impl_t* g_running = nullptr;
+
+// The end of the program when a signal arrives while a handler waits outside the
+// loop (see cls_stop_signal): running tests are stopped and the display is given
+// back; the pages go with the process.
+void end_gui_at_once() {
+    cls_process::stop_all(STOP_GRACE_MS);
+    if (g_running) {
+        cls_mem_mgr::permanent_scope_t permanent;
+        g_running->backend = cls_sp<if_display_backend>();
+    }
+}
+
 int option_int(const char* name, int fallback) {
     cls_string value;
     if (!cls_input_args::ins()->has_arg(name, false, &value)) return fallback;
@@ -521,6 +547,9 @@ int cls_ozgi_gui::start_gui() {
     d->script_line = 0;
     cls_input_args* args = cls_input_args::ins();
     cls_app_data::ins();
+    cls_stop_signal::catch_signals();
+    g_running = d;
+    cls_stop_signal::set_cleanup(&end_gui_at_once);
 
     cls_string video = "sdl", script, font, root_name = "root_container.xml", first_page;
     args->has_arg("--ozgi-video=", false, &video);
@@ -574,6 +603,10 @@ int cls_ozgi_gui::start_gui() {
     if (d->script) run_script(d);
     while (!d->quit) loop_turn(d, -1);
 
+    cls_stop_signal::set_cleanup(nullptr);
+    int stopped_by = cls_stop_signal::received();
+    // A program ended by a signal takes the tests it runs with it.
+    if (stopped_by) cls_process::stop_all(STOP_GRACE_MS);
     // Pages go before the display, so that nothing draws into a closed screen.
     cls_root_container::set_ins(nullptr);
     d->root = nullptr;
@@ -589,7 +622,9 @@ int cls_ozgi_gui::start_gui() {
     d->framebuffer = nullptr;
     d->width = d->height = 0;
     d->script = nullptr;
-    return 0;
+    g_running = nullptr;
+    cls_stop_signal::release_signals();
+    return stopped_by ? 128 + stopped_by : 0;
 }
 
 } // namespace ozgi
