@@ -1,6 +1,7 @@
 // Menu scan speed: building the menu tree of a generated directory tree with the
 // local device, against `find ROOT -type f -perm -u+x` listing the same
-// executables, timed in the same iterations and reported as a ratio.
+// executables, timed in the same iterations and reported as a ratio (the goal:
+// a ratio of at most 1.0, one query per entry as find makes).
 #include <benchmark/benchmark.h>
 #include <sys/stat.h>
 

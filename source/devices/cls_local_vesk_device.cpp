@@ -1,14 +1,27 @@
 #include "devices/cls_local_vesk_device.h"
 
+#include "ozgi/cls_dir.h"
 #include "ozgi/cls_file.h"
 #include "ozgi/cls_log.h"
 #include "ozgi/cls_mem_mgr.h"
 #include "ozgi/cls_ui_text_dict.h"
-#include "ozgi/if_file_sys.h"
 
 using ozgi::cls_array;
 using ozgi::cls_sp;
 using ozgi::cls_string;
+
+namespace {
+
+// The path of the entry `name` of `dir`, openable from the working directory; a
+// trailing separator on `dir` is not doubled.
+cls_string sub_path(const cls_string& dir, const cls_string& name) {
+    cls_string path(dir);
+    if (path.is_not_empty() && !path.end_with("/")) path += '/';
+    path += name;
+    return path;
+}
+
+} // namespace
 
 cls_local_vesk_device::cls_local_vesk_device() : m_root_dir(), m_process(nullptr) {}
 
@@ -44,32 +57,38 @@ void cls_local_vesk_device::build_menu_tree(const cls_string& root_dir, menu_tre
 
     // "Diagnostic" is in the program's own dictionary, so the root title follows the language.
     tree->set_root_data(menu_node_t("Diagnostic", false));
-    scan_dir(tree, tree->root(), m_root_dir);
+    cls_array<ozgi::cls_dir::id_t> path_ids;
+    scan_dir(tree, tree->root(), m_root_dir, &path_ids);
 }
 
-bool cls_local_vesk_device::scan_dir(menu_tree_t* tree, menu_tree_node_t* parent, const cls_string& dir) {
-    cls_sp<cls_array<cls_string>> entries = ozgi::cls_file::list_file(dir, "", false, false, false);
+bool cls_local_vesk_device::scan_dir(menu_tree_t* tree, menu_tree_node_t* parent, const cls_string& dir,
+                                     cls_array<ozgi::cls_dir::id_t>* path_ids) {
+    cls_array<ozgi::cls_dir::entry_t> entries;
+    ozgi::cls_dir::id_t self{0, 0};
+    if (!ozgi::cls_dir::read(dir, &self, &entries)) return false;
+    // A directory already on the way down from the root (reached again through a
+    // link) would make the scan endless: it is left out like an empty one.
+    for (int i = 0; i < path_ids->count(); ++i)
+        if ((*path_ids)[i] == self) return false;
+    path_ids->append(self);
     bool found = false;
-    if (entries.is_null()) return found;
-    for (int i = 0; i < entries->count(); ++i) {
-        const cls_string& entry = (*entries)[i];
-        ozgi::if_file_sys::info_t info;
-        info.clear();
-        ozgi::if_file_sys::info(entry, &info);
+    for (int i = 0; i < entries.count(); ++i) {
+        const ozgi::cls_dir::entry_t& entry = entries[i];
         // Directories carry the execute permission too, so they are tested first.
-        if (info.is_dir) {
-            menu_tree_node_t* node = tree->add_last_child(parent, menu_node_t(entry.file_name(), false));
-            if (scan_dir(tree, node, entry)) {
+        if (entry.is_dir) {
+            menu_tree_node_t* node = tree->add_last_child(parent, menu_node_t(entry.name, false));
+            if (scan_dir(tree, node, sub_path(dir, entry.name), path_ids)) {
                 found = true;
             } else {
                 // A sub-menu must lead to at least one test.
                 tree->remove_sub_tree(node);
             }
-        } else if (info.is_exec) {
-            tree->add_last_child(parent, menu_node_t(entry.file_name(), true));
+        } else if (entry.is_exec) {
+            tree->add_last_child(parent, menu_node_t(entry.name, true));
             found = true;
         }
     }
+    path_ids->remove_at(path_ids->count() - 1);
     return found;
 }
 

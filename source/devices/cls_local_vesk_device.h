@@ -2,6 +2,7 @@
 // The device on the machine the program runs on: the menu root is a local
 // directory and a test is a local child process whose output is collected.
 #include "devices/if_vesk_device.h"
+#include "ozgi/cls_dir.h"
 #include "ozgi/cls_process.h"
 
 class cls_local_vesk_device : public if_vesk_device {
@@ -29,8 +30,11 @@ public:
     void stop() override;
 
 private:
-    /// Adds the sub-menus and tests of `dir` under `parent`; returns whether a test lies below.
-    bool scan_dir(menu_tree_t* tree, menu_tree_node_t* parent, const ozgi::cls_string& dir);
+    /// Adds the sub-menus and tests of `dir` under `parent`; returns whether a test
+    /// lies below. `path_ids` holds the directories from the root down to `dir`'s
+    /// parent; `dir` itself is not entered when it is one of them.
+    bool scan_dir(menu_tree_t* tree, menu_tree_node_t* parent, const ozgi::cls_string& dir,
+                  ozgi::cls_array<ozgi::cls_dir::id_t>* path_ids);
 
     ozgi::cls_string m_root_dir;
     ozgi::cls_process* m_process;

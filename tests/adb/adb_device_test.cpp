@@ -216,6 +216,21 @@ TEST_F(adb_device, entries_are_typed_by_the_first_and_fourth_mode_characters) {
     EXPECT_EQ(device_vec(*dev()->execs()), strings({"link", "run"}));
 }
 
+TEST_F(adb_device, links_to_the_menu_directory_are_listed_as_tests_and_never_entered) {
+    ::setenv("ADB_STUB_DEVICES", "S1", 1);
+    m_dir.write_script("run", "exit 0\n");
+    m_dir.write_script("sub/t", "exit 0\n");
+    std::filesystem::create_directory_symlink(".", m_dir.at("loop_a"));
+    std::filesystem::create_directory_symlink("..", m_dir.at("sub/up"));
+    select_adb("S1", m_dir.path());
+    // "ls -ld" shows a link as "lrwx...": a test by its fourth character, not a
+    // directory, so the scan ends instead of going round the loop.
+    EXPECT_EQ(device_vec(*dev()->dirs()), strings({"sub"}));
+    EXPECT_EQ(device_vec(*dev()->execs()), strings({"loop_a", "run"}));
+    dev()->enter_sub_menu("sub");
+    EXPECT_EQ(device_vec(*dev()->execs()), strings({"t", "up"}));
+}
+
 TEST_F(adb_device, the_default_root_doubles_the_separator_in_the_pull_and_the_run) {
     ::setenv("ADB_STUB_DEVICES", "S1", 1);
     select_adb("S1", "");

@@ -82,6 +82,8 @@ public:
     cls_event_handler* prev_sibling() const;
     /// The page this item belongs to (itself for a page), or null.
     cls_page* page() const;
+    /// Whether the item is a page (cheaper than a dynamic_cast on every lookup).
+    bool is_page() const { return m_is_page; }
 
     // ---- Names, data, groups -------------------------------------------------
     const cls_string& item_name() const { return m_item_name; }
@@ -93,6 +95,9 @@ public:
     /// Puts the item in the group `name` (an item may be in several groups).
     void add_group(const cls_string& name);
     bool in_group(const cls_string& name) const;
+    /// Whether the item is in the group "show_on_press" (shown only while its
+    /// button is pressed).
+    bool follows_press() const { return m_show_on_press; }
     const cls_array<cls_string>& groups() const { return m_groups; }
 
     // ---- Lookup --------------------------------------------------------------
@@ -139,6 +144,9 @@ public:
     bool is_visible() const;
     /// The item's own visibility flag.
     bool visible_flag() const { return m_visible; }
+    /// Whether the item's own state lets it show (as is_visible, without asking
+    /// the ancestors): for walks from the top that have already asked them.
+    bool shown_by_itself() const;
     void enable();
     void disable();
     /// Whether the item and all its ancestors are enabled.
@@ -248,6 +256,12 @@ public:
     /// Called when another page is opened above the item's page.
     virtual void on_lose_top_pos();
 
+protected:
+    /// Called by the page's constructor, so that page() needs no dynamic_cast.
+    void mark_as_page() { m_is_page = true; }
+    /// Called by the page's destructor: from then on the item is no page.
+    void unmark_as_page() { m_is_page = false; }
+
 private:
     template <typename T>
     static void assign_member(void* field, cls_event_handler* item, const cls_string& path);
@@ -259,28 +273,39 @@ private:
         cls_event_handler* receiver;
         bool once;
     };
+    // One geometry expression (width, height, left, top: in the order they are
+    // evaluated). Layout texts are shared by every item made from the layout; a
+    // size set by code is kept as a number.
     struct layout_expr_t {
-        cls_string attr;
-        cls_string expr;
-        cls_string file;
+        const cls_string* expr;  // null: none, or `fixed`
+        const cls_string* file;
+        int fixed;
+        bool is_fixed;
+        bool uses_content;
     };
+    void set_fixed_layout(int index, int value);
 
     cls_array<cls_string> m_class_names;
     cls_event_handler* m_parent;
     std::vector<cls_event_handler*> m_children;
+    // The item's place among its parent's children, so that prev_sibling (which
+    // every "prev()" in a layout asks for) takes no walk through the siblings.
+    int m_index_in_parent;
     cls_string m_item_name;
     cls_string m_item_data;
     cls_array<cls_string> m_groups;
     std::vector<listener_t> m_listeners;
     std::vector<member_item_entry_t> m_member_items;
     std::vector<member_event_entry_t> m_member_events;
-    std::vector<layout_expr_t> m_layout_exprs;
+    layout_expr_t m_layout_exprs[4];
     int m_x, m_y, m_w, m_h;
     int m_moved_x, m_moved_y;
     bool m_visible;
     bool m_enabled;
     bool m_focusable;
     bool m_show_on_focus;
+    bool m_is_page;
+    bool m_show_on_press;
 };
 
 template <typename T>

@@ -2,7 +2,7 @@
 // The fonts used to draw text. By default the fonts are found through fontconfig:
 // a Latin sans-serif first, then a font covering Simplified Chinese (zh-cn). A
 // character is drawn with the first font that has it. Rendered glyphs are cached
-// per character and pixel size.
+// per character and pixel size, a bounded number per size.
 #include <cstdint>
 #include "ozgi/cls_array.h"
 #include "ozgi/cls_string.h"
@@ -50,8 +50,14 @@ public:
     int ascent(int px_size);
     /// The glyph of the Unicode character `code_point` at `px_size`, from the first
     /// font that has it; characters no font has come out as the replacement mark.
-    /// The glyph stays valid until the font list changes.
+    /// The glyph stays valid until the next call that may render a glyph (the
+    /// cache holds a bounded number per size and drops the least recently used);
+    /// printable ASCII glyphs and the replacement mark stay until the font list changes.
     const glyph_t* glyph(uint32_t code_point, int px_size);
+    /// How many glyphs the cache holds now, all sizes together.
+    int cached_glyph_count() const;
+    /// The most glyphs beyond printable ASCII the cache keeps for one pixel size.
+    static int max_glyphs_per_size();
     /// The glyph drawn for invalid UTF-8 and control characters.
     const glyph_t* replacement_glyph(int px_size);
     /// Draws one line of text with its baseline at y = `baseline`, the pen starting

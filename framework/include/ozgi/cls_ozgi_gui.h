@@ -3,6 +3,7 @@
 // the root container and its first page, and the one event loop that handles
 // input, timers, posted events, repainting, child-process output and the
 // automation script.
+#include "ozgi/cls_rect.h"
 #include "ozgi/cls_string.h"
 #include "ozgi/cls_ui_event.h"
 
@@ -33,8 +34,14 @@ public:
     void quit();
     /// Whether the loop has been asked to end.
     bool quitting() const;
-    /// Marks a screen rectangle for repainting in this loop turn.
+    /// Marks a screen rectangle for repainting in this loop turn. Rectangles are
+    /// kept apart (a focus move repaints its two items, not what lies between),
+    /// up to a few; beyond that the nearest ones are merged.
     void invalidate_rect(int x, int y, int w, int h);
+    /// How many rectangles the last repaint drew (0 before the first).
+    int painted_rect_count() const;
+    /// The index-th rectangle the last repaint drew, in screen pixels.
+    cls_rect painted_rect(int index) const;
     /// Adds a started timer to those the loop waits for; stopped timers are dropped.
     void add_timer(cls_timer* timer);
     void remove_timer(cls_timer* timer);

@@ -63,6 +63,13 @@ public:
     void clear();
     /// Makes room for `capacity` bytes plus the terminator.
     void reserve(int capacity);
+    /// Makes room for `count` more bytes and returns where they go, so that a
+    /// reader can fill them in place (e.g. straight from a pipe); nothing counts
+    /// as text until commit_append.
+    char* append_buffer(int count);
+    /// Counts `count` bytes written at append_buffer() as appended (at most the
+    /// count asked for there).
+    void commit_append(int count);
 
     /// Replaces the contents with printf-style formatted text.
     cls_string& print(const char* format, ...) __attribute__((format(printf, 2, 3)));

@@ -2,6 +2,9 @@
 // Turns layout files into items: the registry of item classes by name, layout
 // reading, item creation with attributes and expressions, includes, child_attr
 // and the binding of member items and events.
+#include <map>
+#include <string>
+
 #include "ozgi/cls_array.h"
 #include "ozgi/cls_dict.h"
 #include "ozgi/cls_sp.h"
@@ -57,6 +60,13 @@ public:
 
 private:
     cls_ui_res_loader();
+    // A registered layout as parsed, with the block it was parsed from.
+    struct parsed_t {
+        const void* data;
+        long long size;
+        cls_sp<cls_xml_parser::xml_tree_t> tree;
+    };
+    std::map<std::string, parsed_t> m_parsed;
     cls_dict<cls_string, create_gui_func_t> m_classes;
     int m_count;
     int m_screen_w, m_screen_h;

@@ -46,6 +46,19 @@ void cls_string::reserve(int capacity) {
     m_cap = cap;
 }
 
+char* cls_string::append_buffer(int count) {
+    if (count < 0) OZGI_FATAL("Can't make room for %d bytes.", count);
+    reserve(m_len + count);
+    return m_buf + m_len;
+}
+
+void cls_string::commit_append(int count) {
+    if (count < 0 || count > m_cap - m_len) OZGI_FATAL("Can't count %d bytes as appended, there is room for %d.", count, m_cap - m_len);
+    if (count == 0) return;
+    m_len += count;
+    m_buf[m_len] = '\0';
+}
+
 cls_string& cls_string::append(const char* data, int length) {
     if (length <= 0 || data == nullptr) return *this;
     int new_len = size_math::add(m_len, length, STRING);

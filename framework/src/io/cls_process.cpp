@@ -69,7 +69,6 @@ struct registry_t {
     std::vector<pid_t> orphans;
     std::vector<struct pollfd> poll_set;  // kept between calls so that polling allocates nothing
     std::vector<stream_t*> poll_streams;  // the stream each poll_set entry belongs to
-    std::vector<char> chunk = std::vector<char>(READ_CHUNK);  // the one read buffer all streams share
 };
 
 registry_t& registry() {
@@ -92,16 +91,17 @@ void close_stream(stream_t* s) {
 // Reads what the pipe holds now, at most about `limit` bytes (a writer that never
 // pauses must not keep us here forever). End of file closes the stream.
 void drain_stream(stream_t* s, long limit) {
-    char* chunk = registry().chunk.data();
     long total = 0;
     while (s->fd >= 0 && total < limit) {
         // Output nobody reads stays in the pipe beyond this, which stops the writer
         // before the string's length could overflow.
         if (s->pending && s->pending->length() > MAX_PENDING) break;
-        ssize_t n = ::read(s->fd, chunk, READ_CHUNK);
+        // The pipe is read straight into the string that is handed out, so the
+        // output is copied nowhere on its way to the caller.
+        if (!s->pending) s->pending = OZGI_NEW(cls_string)();
+        ssize_t n = ::read(s->fd, s->pending->append_buffer(READ_CHUNK), READ_CHUNK);
         if (n > 0) {
-            if (!s->pending) s->pending = OZGI_NEW(cls_string)();
-            s->pending->append(chunk, static_cast<int>(n));
+            s->pending->commit_append(static_cast<int>(n));
             total += n;
         } else if (n == 0) {
             close_stream(s);
@@ -112,6 +112,11 @@ void drain_stream(stream_t* s, long limit) {
         } else {
             close_stream(s);
         }
+    }
+    // A read that found nothing leaves no empty string behind to be handed out.
+    if (s->pending && s->pending->is_empty()) {
+        ozgi_delete(s->pending);
+        s->pending = nullptr;
     }
 }
 

@@ -4,6 +4,7 @@
 #include FT_FREETYPE_H
 #include <fontconfig/fontconfig.h>
 
+#include <list>
 #include <unordered_map>
 #include <vector>
 
@@ -22,7 +23,16 @@ constexpr int TAB_SPACES = 4;
 struct cached_glyph_t {
     cls_font_mgr::glyph_t glyph;
     std::vector<uint8_t> mask;
+    // Its place in the use order of its size; pinned glyphs (ASCII, the
+    // replacement mark) have none and are never evicted.
+    std::list<uint64_t>::iterator use;
+    bool pinned = true;
 };
+
+// Glyphs kept per pixel size beyond the pinned ones. Output in Chinese uses a few
+// thousand distinct characters at most; a text with more evicts the least
+// recently used instead of growing without end.
+constexpr size_t MAX_GLYPHS_PER_SIZE = 2048;
 
 struct face_t {
     cls_string path;
@@ -56,9 +66,9 @@ struct cls_font_mgr::impl_t {
     cls_string looked_for;
     cls_array<cls_string> paths;
     std::vector<face_t> faces;
-    // FIXME: the cache is never trimmed; output with thousands of distinct CJK
-    // characters at several sizes keeps every glyph for the life of the process.
     std::unordered_map<uint64_t, cached_glyph_t> cache;
+    // Per pixel size, the keys of the evictable glyphs, most recently used first.
+    std::unordered_map<int, std::list<uint64_t>> use_order;
     std::unordered_map<int, metrics_t> metrics;
     /// Printable ASCII glyphs of the most recently used size, for the common case.
     int fast_px = -1;
@@ -69,6 +79,7 @@ struct cls_font_mgr::impl_t {
         faces.clear();
         paths.clear();
         cache.clear();
+        use_order.clear();
         metrics.clear();
         fast_px = -1;
         loaded = false;
@@ -201,9 +212,29 @@ struct cls_font_mgr::impl_t {
         return false;
     }
 
+    // Moves an evictable glyph to the front of its size's use order.
+    void touch(cached_glyph_t* g, int px_size) {
+        if (g->pinned) return;
+        std::list<uint64_t>& order = use_order[px_size];
+        order.splice(order.begin(), order, g->use);
+    }
+
+    // Makes room for one more evictable glyph of `px_size`.
+    void evict_for(int px_size) {
+        std::list<uint64_t>& order = use_order[px_size];
+        while (order.size() >= MAX_GLYPHS_PER_SIZE) {
+            cache.erase(order.back());
+            order.pop_back();
+        }
+    }
+
     const glyph_t* lookup(uint32_t cp, int px_size) {
-        auto it = cache.find(cache_key(cp, px_size));
-        if (it != cache.end()) return &it->second.glyph;
+        uint64_t key = cache_key(cp, px_size);
+        auto it = cache.find(key);
+        if (it != cache.end()) {
+            touch(&it->second, px_size);
+            return &it->second.glyph;
+        }
         load();
         cached_glyph_t entry;
         if (cp == '\t') {
@@ -212,11 +243,23 @@ struct cls_font_mgr::impl_t {
         } else if (is_unprintable(cp) || !render(cp, px_size, &entry)) {
             return replacement(px_size);
         }
-        cached_glyph_t& stored = cache[cache_key(cp, px_size)];
+        // ASCII glyphs are few and the fast table points at them: they stay.
+        bool pinned = cp < 128;
+        if (!pinned) evict_for(px_size);
+        cached_glyph_t& stored = cache[key];
         stored = std::move(entry);
         stored.glyph.mask = stored.mask.empty() ? nullptr : stored.mask.data();
+        stored.pinned = pinned;
+        if (!pinned) {
+            std::list<uint64_t>& order = use_order[px_size];
+            order.push_front(key);
+            stored.use = order.begin();
+        }
         return &stored.glyph;
     }
+
+    /// Glyphs held now (for tests and measurements).
+    size_t cached_count() const { return cache.size(); }
 
     const glyph_t* replacement(int px_size) {
         // The key of a code point that cannot exist holds the mark of this size.
@@ -285,6 +328,10 @@ const cls_font_mgr::glyph_t* cls_font_mgr::glyph(uint32_t code_point, int px_siz
 }
 
 const cls_font_mgr::glyph_t* cls_font_mgr::replacement_glyph(int px_size) { return m_impl->replacement(px_size); }
+
+int cls_font_mgr::cached_glyph_count() const { return static_cast<int>(m_impl->cached_count()); }
+
+int cls_font_mgr::max_glyphs_per_size() { return static_cast<int>(MAX_GLYPHS_PER_SIZE); }
 
 int cls_font_mgr::text_width(const cls_string& text, int px_size) {
     int width = 0;

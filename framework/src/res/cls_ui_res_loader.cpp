@@ -10,6 +10,7 @@
 #include "ozgi/cls_icon.h"
 #include "ozgi/cls_label.h"
 #include "ozgi/cls_log.h"
+#include "ozgi/cls_mem_mgr.h"
 #include "ozgi/cls_page.h"
 #include "ozgi/cls_rom_file_mgr.h"
 #include "ozgi/cls_root_container.h"
@@ -52,6 +53,7 @@ bool parse_bool(const cls_string& value, bool* out) {
 // cls_name and file_name), then those of its attr children, in file order.
 void gather_attrs(const node_t* node, std::vector<attr_t>* out) {
     const cls_xml_parser::xml_elem_t& e = node->data;
+    out->reserve(16);
     for (int i = 0; i < e.attr_names.count(); ++i) {
         if (e.attr_names[i] == "cls_name" || e.attr_names[i] == "file_name") continue;
         out->push_back(attr_t{e.attr_names[i], e.attr_values[i], e.file, e.line});
@@ -180,7 +182,17 @@ cls_sp<cls_xml_parser::xml_tree_t> cls_ui_res_loader::load_xml(const cls_string&
     cls_sp<tree_t> tree;
     cls_rom_file_mgr* rom = cls_rom_file_mgr::ins();
     if (rom->find(cls_string(XML_DIR) + name, &data, &size) || rom->find(name, &data, &size)) {
-        tree = cls_xml_parser::parse(data, size, name, &error);
+        // A registered layout never changes, and a long menu loads the same button
+        // layout once per entry: it is parsed once and kept. The cache is checked
+        // against the registered block, which a test may register anew.
+        std::string key(name.c_str());
+        auto hit = m_parsed.find(key);
+        if (hit != m_parsed.end() && hit->second.data == data && hit->second.size == size) return hit->second.tree;
+        {
+            cls_mem_mgr::permanent_scope_t permanent;
+            tree = cls_xml_parser::parse(data, size, name, &error);
+            if (tree.is_not_null()) m_parsed[key] = parsed_t{data, size, tree};
+        }
     } else {
         std::ifstream in(name.c_str(), std::ios::binary);
         if (!in) OZGI_FATAL("Can't find the layout %s.", name.c_str());
@@ -303,8 +315,15 @@ void cls_ui_res_loader::load_resource(const cls_sp<cls_xml_parser::xml_tree_t>& 
     std::vector<attr_t> none;
     include_chain_t chain;
     chain.files.push_back(tree->root()->data.file);
-    cls_event_handler* first = create_tree(this, *tree, parent, created, none, &chain);
-    if (first && parent) parent->invalidate(true);
+    cls_array<cls_event_handler*> made;
+    cls_event_handler* first = create_tree(this, *tree, parent, &made, none, &chain);
+    // Only the new items need painting: invalidating the whole parent for each
+    // item added would make building a long page quadratic.
+    if (first && parent)
+        for (int i = 0; i < made.count(); ++i)
+            if (made[i]->parent() == parent) made[i]->invalidate(true);
+    if (created)
+        for (int i = 0; i < made.count(); ++i) created->append(made[i]);
 }
 
 cls_event_handler* cls_ui_res_loader::load_layout(const cls_string& name, cls_event_handler* parent,

@@ -1,7 +1,12 @@
 #include "res/layout_expr.h"
 
 #include <climits>
+#include <map>
+#include <string>
+#include <string_view>
 #include <vector>
+
+#include "ozgi/cls_mem_mgr.h"
 
 #include "ozgi/cls_event_handler.h"
 
@@ -35,21 +40,40 @@ value_t item_value(cls_event_handler* item) {
 }
 value_t stand_in(int x, int y, int w, int h) { return value_t{true, 0, nullptr, x, y, w, h}; }
 
+// Texts come from layouts and are few; the bound only guards against a program
+// that makes up new ones without end.
+const size_t MAX_CACHED_TEXTS = 4096;
+
 class parser_t {
 public:
     parser_t(const cls_string& text, cls_event_handler* self, int sw, int sh)
-        : m_text(text), m_self(self), m_sw(sw), m_sh(sh), m_pos(0), m_depth(0), m_failed(false) {}
+        : m_text(text), m_self(self), m_sw(sw), m_sh(sh), m_tokens(nullptr), m_pos(0), m_depth(0), m_failed(false) {}
 
     bool run(int* out, cls_string* error) {
-        if (!tokenize()) {
-            *error = m_error;
-            return false;
+        // Every item made from a layout evaluates the same few texts again, and a
+        // long page makes thousands of items: each text is split into tokens once.
+        typedef std::map<std::string, std::vector<token_t>, std::less<>> cache_t;
+        static cache_t* cache = new cache_t();
+        std::string_view key(m_text.c_str(), static_cast<size_t>(m_text.length()));
+        auto hit = cache->find(key);
+        if (hit != cache->end()) {
+            m_tokens = &hit->second;
+        } else {
+            if (!tokenize()) {
+                *error = m_error;
+                return false;
+            }
+            m_tokens = &m_own;
+            if (cache->size() < MAX_CACHED_TEXTS) {
+                cls_mem_mgr::permanent_scope_t permanent;
+                m_tokens = &cache->emplace(std::string(key), m_own).first->second;
+            }
         }
         value_t v = parse_compare();
-        if (!m_failed && m_tokens[m_pos].kind == token_t::OP && m_tokens[m_pos].op == ')' &&
-            m_tokens[m_pos + 1].kind == token_t::END)
+        if (!m_failed && (*m_tokens)[m_pos].kind == token_t::OP && (*m_tokens)[m_pos].op == ')' &&
+            (*m_tokens)[m_pos + 1].kind == token_t::END)
             ++m_pos;  // The one surplus closing parenthesis a shipped layout has.
-        if (!m_failed && m_tokens[m_pos].kind != token_t::END) fail("unexpected %s", describe(m_tokens[m_pos]).c_str());
+        if (!m_failed && (*m_tokens)[m_pos].kind != token_t::END) fail("unexpected %s", describe((*m_tokens)[m_pos]).c_str());
         if (!m_failed && v.is_item) fail("the result is an item, not a number");
         if (m_failed) {
             *error = m_error;
@@ -94,32 +118,32 @@ private:
                     }
                     ++i;
                 }
-                m_tokens.push_back(token_t{token_t::NUM, v, cls_string(), 0});
+                m_own.push_back(token_t{token_t::NUM, v, cls_string(), 0});
             } else if ((c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_') {
                 int start = i;
                 while (i < n && ((p[i] >= 'a' && p[i] <= 'z') || (p[i] >= 'A' && p[i] <= 'Z') || p[i] == '_' ||
                                  (p[i] >= '0' && p[i] <= '9')))
                     ++i;
-                m_tokens.push_back(token_t{token_t::IDENT, 0, cls_string(p + start, i - start), 0});
+                m_own.push_back(token_t{token_t::IDENT, 0, cls_string(p + start, i - start), 0});
             } else if (c == '+' || c == '-' || c == '*' || c == '/' || c == '(' || c == ')' || c == ',' || c == '<') {
-                m_tokens.push_back(token_t{token_t::OP, 0, cls_string(), c});
+                m_own.push_back(token_t{token_t::OP, 0, cls_string(), c});
                 ++i;
             } else {
                 m_error.print("unexpected character \"%c\"", c);
                 return false;
             }
         }
-        m_tokens.push_back(token_t{token_t::END, 0, cls_string(), 0});
-        m_tokens.push_back(token_t{token_t::END, 0, cls_string(), 0});
+        m_own.push_back(token_t{token_t::END, 0, cls_string(), 0});
+        m_own.push_back(token_t{token_t::END, 0, cls_string(), 0});
         return true;
     }
 
-    bool at_op(char op) const { return m_tokens[m_pos].kind == token_t::OP && m_tokens[m_pos].op == op; }
+    bool at_op(char op) const { return (*m_tokens)[m_pos].kind == token_t::OP && (*m_tokens)[m_pos].op == op; }
     void expect(char op) {
         if (m_failed) return;
         if (!at_op(op)) {
             cls_string want;
-            want.print("expected \"%c\" but found %s", op, describe(m_tokens[m_pos]).c_str());
+            want.print("expected \"%c\" but found %s", op, describe((*m_tokens)[m_pos]).c_str());
             fail("%s", want.c_str());
             return;
         }
@@ -157,7 +181,7 @@ private:
     value_t parse_sum() {
         value_t a = parse_product();
         while (!m_failed && (at_op('+') || at_op('-'))) {
-            char op = m_tokens[m_pos++].op;
+            char op = (*m_tokens)[m_pos++].op;
             value_t b = parse_product();
             long long x = num_of(a, op == '+' ? "\"+\"" : "\"-\""), y = num_of(b, op == '+' ? "\"+\"" : "\"-\"");
             if (m_failed) return number(0);
@@ -168,7 +192,7 @@ private:
     value_t parse_product() {
         value_t a = parse_unary();
         while (!m_failed && (at_op('*') || at_op('/'))) {
-            char op = m_tokens[m_pos++].op;
+            char op = (*m_tokens)[m_pos++].op;
             value_t b = parse_unary();
             long long x = num_of(a, op == '*' ? "\"*\"" : "\"/\""), y = num_of(b, op == '*' ? "\"*\"" : "\"/\"");
             if (m_failed) return number(0);
@@ -206,7 +230,7 @@ private:
     }
     value_t parse_primary() {
         if (m_failed) return number(0);
-        const token_t& t = m_tokens[m_pos];
+        const token_t& t = (*m_tokens)[m_pos];
         if (t.kind == token_t::NUM) {
             ++m_pos;
             return number(t.num);
@@ -326,10 +350,11 @@ private:
         return number(0);
     }
 
-    cls_string m_text;
+    const cls_string& m_text;
     cls_event_handler* m_self;
     int m_sw, m_sh;
-    std::vector<token_t> m_tokens;
+    std::vector<token_t> m_own;
+    const std::vector<token_t>* m_tokens;
     size_t m_pos;
     int m_depth;  // parentheses and calls open at m_pos
     bool m_failed;

@@ -9,12 +9,14 @@
 #include "ozgi/cls_root_container.h"
 #include "ozgi/cls_ui_res_loader.h"
 #include "res/layout_expr.h"
+#include "ui/text_pool.h"
 
 namespace ozgi {
 
 cls_event_handler::cls_event_handler()
-    : m_parent(nullptr), m_x(0), m_y(0), m_w(0), m_h(0), m_moved_x(0), m_moved_y(0), m_visible(true),
-      m_enabled(true), m_focusable(false), m_show_on_focus(false) {
+    : m_parent(nullptr), m_index_in_parent(-1), m_x(0), m_y(0), m_w(0), m_h(0), m_moved_x(0), m_moved_y(0), m_visible(true),
+      m_enabled(true), m_focusable(false), m_show_on_focus(false), m_is_page(false), m_show_on_press(false) {
+    for (layout_expr_t& e : m_layout_exprs) e = layout_expr_t{nullptr, nullptr, 0, false, false};
     add_class_name("cls_event_handler");
 }
 
@@ -30,6 +32,7 @@ cls_event_handler::~cls_event_handler() {
         cls_event_handler* c = m_children.back();
         m_children.pop_back();
         c->m_parent = nullptr;
+        c->m_index_in_parent = -1;
         ozgi_delete(c);
     }
 }
@@ -54,34 +57,35 @@ void cls_event_handler::add_child(cls_event_handler* child) {
     if (!child) OZGI_FATAL("Can't add a NULL child.");
     if (child->m_parent) child->m_parent->remove_child(child);
     child->m_parent = this;
+    child->m_index_in_parent = static_cast<int>(m_children.size());
     m_children.push_back(child);
 }
 
 void cls_event_handler::remove_child(cls_event_handler* child) {
-    auto it = std::find(m_children.begin(), m_children.end(), child);
-    if (it == m_children.end()) return;
-    m_children.erase(it);
+    if (child->m_parent != this) return;
+    size_t at = static_cast<size_t>(child->m_index_in_parent);
+    m_children.erase(m_children.begin() + static_cast<std::ptrdiff_t>(at));
+    for (size_t i = at; i < m_children.size(); ++i) m_children[i]->m_index_in_parent = static_cast<int>(i);
     child->m_parent = nullptr;
+    child->m_index_in_parent = -1;
 }
 
 cls_event_handler* cls_event_handler::prev_sibling() const {
-    if (!m_parent) return nullptr;
-    const std::vector<cls_event_handler*>& s = m_parent->m_children;
-    for (size_t i = 1; i < s.size(); ++i)
-        if (s[i] == this) return s[i - 1];
-    return nullptr;
+    if (!m_parent || m_index_in_parent <= 0) return nullptr;
+    return m_parent->m_children[static_cast<size_t>(m_index_in_parent - 1)];
 }
 
 cls_page* cls_event_handler::page() const {
-    for (const cls_event_handler* p = this; p; p = p->m_parent) {
-        const cls_page* pg = dynamic_cast<const cls_page*>(p);
-        if (pg) return const_cast<cls_page*>(pg);
-    }
+    for (const cls_event_handler* p = this; p; p = p->m_parent)
+        if (p->m_is_page) return static_cast<cls_page*>(const_cast<cls_event_handler*>(p));
     return nullptr;
 }
 
 void cls_event_handler::add_group(const cls_string& name) {
-    if (!in_group(name)) m_groups.append(name);
+    if (in_group(name)) return;
+    m_groups.append(name);
+    // Asked for every item on every repaint: kept as a flag, not looked up.
+    if (name == "show_on_press") m_show_on_press = true;
 }
 
 bool cls_event_handler::in_group(const cls_string& name) const {
@@ -245,7 +249,7 @@ namespace {
 // Whether the item's own state lets it show: its flag, or for the items that
 // follow their button, the button's pressed or focused state.
 bool shown_self(const cls_event_handler* item) {
-    if (item->in_group("show_on_press")) {
+    if (item->follows_press()) {
         for (const cls_event_handler* p = item->parent(); p; p = p->parent()) {
             const cls_button* b = dynamic_cast<const cls_button*>(p);
             if (b) return b->is_pressed();
@@ -261,6 +265,8 @@ bool shown_self(const cls_event_handler* item) {
 }
 
 } // namespace
+
+bool cls_event_handler::shown_by_itself() const { return shown_self(this); }
 
 bool cls_event_handler::is_visible() const {
     for (const cls_event_handler* p = this; p; p = p->m_parent)
@@ -373,9 +379,7 @@ void cls_event_handler::move_by(const cls_size& distance, bool with_children) {
 void cls_event_handler::set_height(int height, bool relayout_children) {
     invalidate(true);
     m_h = height;
-    cls_string fixed;
-    fixed.print("%d", height);
-    set_layout_expr("height", fixed, cls_string());
+    set_fixed_layout(1, height);
     if (relayout_children)
         for (cls_event_handler* c : m_children) c->relayout(true);
     invalidate(true);
@@ -384,9 +388,7 @@ void cls_event_handler::set_height(int height, bool relayout_children) {
 void cls_event_handler::set_width(int width, bool relayout_children) {
     invalidate(true);
     m_w = width;
-    cls_string fixed;
-    fixed.print("%d", width);
-    set_layout_expr("width", fixed, cls_string());
+    set_fixed_layout(0, width);
     if (relayout_children)
         for (cls_event_handler* c : m_children) c->relayout(true);
     invalidate(true);
@@ -429,33 +431,55 @@ void cls_event_handler::invalidate(bool with_children) {
 
 attr_result_t cls_event_handler::apply_attr(const cls_string&, const cls_string&) { return ATTR_UNKNOWN; }
 
+namespace {
+
+const char* const GEOMETRY_ATTRS[4] = {"width", "height", "left", "top"};
+
+int geometry_index(const cls_string& attr) {
+    for (int i = 0; i < 4; ++i)
+        if (attr == GEOMETRY_ATTRS[i]) return i;
+    return -1;
+}
+
+} // namespace
+
 void cls_event_handler::set_layout_expr(const cls_string& attr, const cls_string& expr, const cls_string& file) {
-    for (layout_expr_t& e : m_layout_exprs) {
-        if (e.attr == attr) {
-            e.expr = expr;
-            if (file.is_not_empty()) e.file = file;
-            return;
-        }
-    }
-    m_layout_exprs.push_back(layout_expr_t{attr, expr, file});
+    int i = geometry_index(attr);
+    if (i < 0) return;
+    layout_expr_t& e = m_layout_exprs[i];
+    e.expr = intern_text(expr);
+    e.is_fixed = false;
+    e.uses_content = expr.find("content_") >= 0;
+    if (file.is_not_empty() || !e.file) e.file = intern_text(file);
+}
+
+void cls_event_handler::set_fixed_layout(int index, int value) {
+    layout_expr_t& e = m_layout_exprs[index];
+    e.expr = nullptr;
+    e.is_fixed = true;
+    e.fixed = value;
+    e.uses_content = false;
 }
 
 void cls_event_handler::relayout(bool with_children) {
-    const char* order[4] = {"width", "height", "left", "top"};
     cls_ui_res_loader* loader = cls_ui_res_loader::ins();
-    for (const char* attr : order) {
-        for (const layout_expr_t& e : m_layout_exprs) {
-            if (e.attr != attr) continue;
-            int v = 0;
+    for (int i = 0; i < 4; ++i) {
+        const layout_expr_t& e = m_layout_exprs[i];
+        int v = 0;
+        if (e.is_fixed) {
+            v = e.fixed;
+        } else if (e.expr) {
             cls_string error;
-            if (!eval_layout_expr(e.expr, this, loader->screen_width(), loader->screen_height(), &v, &error))
-                OZGI_FATAL("Bad expression in %s, attribute %s: \"%s\" (%s).", e.file.c_str(), e.attr.c_str(),
-                           e.expr.c_str(), error.c_str());
-            if (e.attr == "width") m_w = v;
-            else if (e.attr == "height") m_h = v;
-            else if (e.attr == "left") m_x = v + m_moved_x;
-            else m_y = v + m_moved_y;
+            if (!eval_layout_expr(*e.expr, this, loader->screen_width(), loader->screen_height(), &v, &error))
+                OZGI_FATAL("Bad expression in %s, attribute %s: \"%s\" (%s).", e.file ? e.file->c_str() : "",
+                           GEOMETRY_ATTRS[i], e.expr->c_str(), error.c_str());
+        } else {
+            continue;
         }
+        if (i == 0) m_w = v;
+        else if (i == 1) m_h = v;
+        else if (i == 2) m_x = v + m_moved_x;
+        else m_y = v + m_moved_y;
     }
     if (with_children)
         for (cls_event_handler* c : m_children) c->relayout(true);
@@ -463,7 +487,7 @@ void cls_event_handler::relayout(bool with_children) {
 
 bool cls_event_handler::uses_content_size() const {
     for (const layout_expr_t& e : m_layout_exprs)
-        if (e.expr.find("content_") >= 0) return true;
+        if (e.uses_content) return true;
     return false;
 }
 

@@ -41,7 +41,9 @@ struct cls_ozgi_gui::impl_t {
     int width = 0;
     int height = 0;
     int rotate = 0;
-    cls_rect dirty;
+    // The rectangles to repaint in this loop turn, and those the last repaint drew.
+    std::vector<cls_rect> dirty;
+    std::vector<cls_rect> painted;
     bool quit = false;
     // The automation script.
     std::istream* script = nullptr;
@@ -82,13 +84,54 @@ void cls_ozgi_gui::quit() { m_impl->quit = true; }
 
 bool cls_ozgi_gui::quitting() const { return m_impl->quit; }
 
+namespace {
+
+// More separate rectangles than this cost more to walk the items for than they save.
+const size_t MAX_DIRTY_RECTS = 8;
+
+long long area(const cls_rect& r) { return static_cast<long long>(r.w) * r.h; }
+
+bool covers(const cls_rect& outer, const cls_rect& inner) {
+    return inner.x >= outer.x && inner.y >= outer.y && inner.right() <= outer.right() &&
+           inner.bottom() <= outer.bottom();
+}
+
+} // namespace
+
 void cls_ozgi_gui::invalidate_rect(int x, int y, int w, int h) {
     if (m_impl->width <= 0) return;
     cls_rect r = cls_rect{x, y, w, h}.intersect(cls_rect{0, 0, m_impl->width, m_impl->height});
     if (r.is_empty()) return;
-    // One bounding rectangle per loop turn: the screen is small and a single
-    // present is cheaper than many.
-    m_impl->dirty = m_impl->dirty.unite(r);
+    std::vector<cls_rect>& dirty = m_impl->dirty;
+    for (const cls_rect& d : dirty)
+        if (covers(d, r)) return;
+    dirty.erase(std::remove_if(dirty.begin(), dirty.end(), [&](const cls_rect& d) { return covers(r, d); }),
+                dirty.end());
+    if (dirty.size() < MAX_DIRTY_RECTS) {
+        dirty.push_back(r);
+        return;
+    }
+    // Full: the new rectangle joins the one that grows least by it.
+    size_t best = 0;
+    long long best_growth = -1;
+    for (size_t i = 0; i < dirty.size(); ++i) {
+        long long growth = area(dirty[i].unite(r)) - area(dirty[i]);
+        if (best_growth < 0 || growth < best_growth) {
+            best = i;
+            best_growth = growth;
+        }
+    }
+    cls_rect merged = dirty[best].unite(r);
+    dirty.erase(dirty.begin() + static_cast<std::ptrdiff_t>(best));
+    invalidate_rect(merged.x, merged.y, merged.w, merged.h);
+}
+
+int cls_ozgi_gui::painted_rect_count() const { return static_cast<int>(m_impl->painted.size()); }
+
+cls_rect cls_ozgi_gui::painted_rect(int index) const {
+    if (index < 0 || index >= painted_rect_count())
+        OZGI_FATAL("Can't get the %dth painted rectangle, there are only %d.", index, painted_rect_count());
+    return m_impl->painted[static_cast<size_t>(index)];
 }
 
 void cls_ozgi_gui::add_timer(cls_timer* timer) {
@@ -218,28 +261,44 @@ void fire_due_timers(impl_t* d) {
     }
 }
 
-void draw_tree(cls_event_handler* item, cls_canvas* canvas, const cls_rect& dirty) {
-    if (!item->is_visible()) return;
-    int x, y, w, h;
-    item->screen_rect(&x, &y, &w, &h);
-    cls_rect clip = cls_rect{x, y, w, h}.intersect(dirty);
+// Draws `item` and its descendants where they meet `dirty`; `scroll` is how far
+// their page is scrolled (0 for the page itself, which stays in place). The walk
+// comes from the top page down, so each item asks only its own state, not its
+// ancestors'.
+void draw_subtree(cls_event_handler* item, cls_canvas* canvas, const cls_rect& dirty, int scroll) {
+    if (!item->shown_by_itself()) return;
+    // A page scrolls its content, not itself.
+    int x = item->left(), y = item->top() - (item->is_page() ? 0 : scroll);
+    cls_rect clip = cls_rect{x, y, item->width(), item->height()}.intersect(dirty);
     if (!clip.is_empty()) {
         canvas->set_clip(clip);
         item->on_draw(canvas, x, y);
     }
-    for (int i = 0; i < item->child_count(); ++i) draw_tree(item->child(i), canvas, dirty);
+    int child_scroll = item->is_page() ? static_cast<cls_page*>(item)->scroll_y() : scroll;
+    for (int i = 0; i < item->child_count(); ++i) draw_subtree(item->child(i), canvas, dirty, child_scroll);
+}
+
+void draw_tree(cls_event_handler* item, cls_canvas* canvas, const cls_rect& dirty) {
+    if (item->parent() && !item->parent()->is_visible()) return;
+    draw_subtree(item, canvas, dirty, 0);
 }
 
 void repaint(impl_t* d) {
-    if (d->dirty.is_empty() || !d->backend) return;
-    cls_rect dirty = d->dirty;
-    d->dirty = cls_rect{};
+    if (d->dirty.empty() || !d->backend) return;
+    d->painted.swap(d->dirty);
+    d->dirty.clear();
     cls_canvas canvas(d->framebuffer->begin(), d->width, d->height, d->width);
-    canvas.set_clip(dirty);
-    canvas.fill_rect(dirty, cls_color{0, 0, 0, 255});
     cls_page* top = d->root ? d->root->top_page() : nullptr;
-    if (top) draw_tree(top, &canvas, dirty);
-    d->backend->present(d->framebuffer->begin(), d->width, dirty);
+    cls_rect all;
+    for (const cls_rect& r : d->painted) {
+        canvas.set_clip(r);
+        canvas.fill_rect(r, cls_color{0, 0, 0, 255});
+        if (top) draw_tree(top, &canvas, r);
+        all = all.unite(r);
+    }
+    // One present for the frame: what lies between the rectangles is unchanged in
+    // the framebuffer, and a display shows one frame per present.
+    d->backend->present(d->framebuffer->begin(), d->width, all);
 }
 
 int next_timeout(impl_t* d, int max_wait_ms) {
@@ -543,7 +602,8 @@ int cls_ozgi_gui::start_gui() {
     d->quit = false;
     d->queue.clear();
     d->timers.clear();
-    d->dirty = cls_rect{};
+    d->dirty.clear();
+    d->painted.clear();
     d->script_line = 0;
     cls_input_args* args = cls_input_args::ins();
     cls_app_data::ins();

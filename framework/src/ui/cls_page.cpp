@@ -16,9 +16,13 @@ cls_page::cls_page()
     : m_focus(nullptr), m_scroll_y(0), m_pressed(nullptr), m_drag_label(nullptr), m_press_x(0), m_press_y(0),
       m_last_y(0), m_touching(false), m_dragging(false), m_bg_argb(0) {
     add_class_name("cls_page");
+    mark_as_page();
 }
 
-cls_page::~cls_page() {}
+cls_page::~cls_page() {
+    // The items go after this body; none of them may reach a half-destroyed page.
+    unmark_as_page();
+}
 
 void cls_page::init() {
     if (!m_focus) {
@@ -181,12 +185,25 @@ void cls_page::set_focus_item(cls_event_handler* item) {
     }
 }
 
+namespace {
+
+// The lowest bottom edge among the visible descendants of `item` (itself shown),
+// and `lowest` when none reaches further. Hidden items hide their descendants.
+int lowest_visible_bottom(const cls_event_handler* item, int lowest) {
+    for (int i = 0; i < item->child_count(); ++i) {
+        const cls_event_handler* c = item->child(i);
+        if (!c->shown_by_itself()) continue;
+        if (c->bottom() > lowest) lowest = c->bottom();
+        lowest = lowest_visible_bottom(c, lowest);
+    }
+    return lowest;
+}
+
+} // namespace
+
 int cls_page::max_scroll_y() const {
-    std::vector<cls_event_handler*> all;
-    collect(const_cast<cls_page*>(this), &all);
-    int bottom_most = bottom();
-    for (cls_event_handler* d : all)
-        if (d->is_visible() && d->bottom() > bottom_most) bottom_most = d->bottom();
+    // Walked without collecting: a long page scrolls on every move of a drag.
+    int bottom_most = is_visible() ? lowest_visible_bottom(this, bottom()) : bottom();
     int screen_h = cls_ui_res_loader::ins()->screen_height();
     int view_bottom = top() + (height() < screen_h ? height() : screen_h);
     int over = bottom_most - view_bottom;
@@ -199,7 +216,12 @@ void cls_page::set_scroll_y(int y) {
     if (y < 0) y = 0;
     if (y == m_scroll_y) return;
     m_scroll_y = y;
-    invalidate(true);
+    // A page covering the screen repaints all of it by its own rectangle; walking
+    // every item of a long page for rectangles inside it would cost each frame.
+    cls_ui_res_loader* loader = cls_ui_res_loader::ins();
+    bool covers_screen = left() <= 0 && top() <= 0 && right() >= loader->screen_width() &&
+                         bottom() >= loader->screen_height();
+    invalidate(!covers_screen);
     cls_root_container* root = cls_root_container::ins();
     if (root && root->top_page() == this) root->invalidate(false);
 }

@@ -43,8 +43,8 @@ cls_page* cls_root_container::page_at(int index) const {
 
 cls_page* cls_root_container::top_page() const {
     for (int i = child_count() - 1; i >= 0; --i) {
-        cls_page* p = dynamic_cast<cls_page*>(child(i));
-        if (p) return p;
+        cls_event_handler* c = child(i);
+        if (c->is_page()) return static_cast<cls_page*>(c);
     }
     return nullptr;
 }
