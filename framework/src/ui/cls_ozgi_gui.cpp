@@ -446,8 +446,12 @@ void run_command(impl_t* d, const cls_string& line) {
         long long deadline = gui_now_ms() + ms;
         // The text is looked for right after each turn's work and before its
         // wait, so a change made by a timer or an input is seen at once, not
-        // only when the next wait has run out.
-        while (!d->quit) {
+        // only when the next wait has run out. A text already shown ends the
+        // command before any timer runs, however long the program took to
+        // get here (a slow board, an emulator).
+        cls_page* first = d->root ? d->root->top_page() : nullptr;
+        bool already_shown = first && page_shows(first, text);
+        while (!d->quit && !already_shown) {
             run_due(d);
             cls_page* p = d->root ? d->root->top_page() : nullptr;
             if (p && page_shows(p, text)) break;
