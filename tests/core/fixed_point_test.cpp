@@ -176,6 +176,29 @@ TEST(core_fixed_point, comparisons_are_exact_across_scales) {
     EXPECT_TRUE(cls_fixed_point(LLONG_MAX, 0) > cls_fixed_point(LLONG_MAX, 18));
 }
 
+// At the ends of the 64-bit range one side, brought to the other's scale, no
+// longer fits 64 bits; the comparison must stay exact on every architecture.
+TEST(core_fixed_point, comparisons_are_exact_at_the_ends_of_the_range) {
+    EXPECT_TRUE(cls_fixed_point(LLONG_MIN, 0) < cls_fixed_point(LLONG_MIN, 18));
+    EXPECT_TRUE(cls_fixed_point(LLONG_MIN, 18) > cls_fixed_point(LLONG_MIN, 0));
+    EXPECT_TRUE(cls_fixed_point(LLONG_MIN, 1) < cls_fixed_point(LLONG_MAX, 0));
+    EXPECT_TRUE(cls_fixed_point(LLONG_MAX, 0) > cls_fixed_point(LLONG_MIN, 18));
+    EXPECT_TRUE(cls_fixed_point(LLONG_MIN, 0) < cls_fixed_point(-1, 18));
+    EXPECT_TRUE(cls_fixed_point(1, 18) < cls_fixed_point(LLONG_MAX, 0));
+    EXPECT_FALSE(cls_fixed_point(LLONG_MAX, 0) < cls_fixed_point(LLONG_MAX, 0));
+    EXPECT_TRUE(cls_fixed_point(LLONG_MIN, 0) == cls_fixed_point(LLONG_MIN, 0));
+    // 922337203685477580 * 10 fits, one more does not: the last exact step.
+    EXPECT_TRUE(cls_fixed_point(922337203685477580LL, 0) == cls_fixed_point(9223372036854775800LL, 1));
+    EXPECT_TRUE(cls_fixed_point(922337203685477581LL, 0) > cls_fixed_point(LLONG_MAX, 1));
+    EXPECT_TRUE(cls_fixed_point(-922337203685477581LL, 0) < cls_fixed_point(LLONG_MIN, 1));
+    EXPECT_TRUE(cls_fixed_point(0, 0) == cls_fixed_point(0, 18));
+    EXPECT_TRUE(cls_fixed_point(0, 18) < cls_fixed_point(1, 18));
+    EXPECT_TRUE(cls_fixed_point(-1, 18) < cls_fixed_point(0, 0));
+    EXPECT_TRUE(LLONG_MIN <= cls_fixed_point(LLONG_MIN, 18));
+    EXPECT_TRUE(cls_fixed_point(LLONG_MIN, 18) < -9LL);
+    EXPECT_FALSE(cls_fixed_point(LLONG_MIN, 18) < -10LL);
+}
+
 TEST(core_fixed_point, comparisons_with_integers) {
     EXPECT_TRUE(cls_fixed_point("0.5") < 1LL);
     EXPECT_FALSE(cls_fixed_point("1.0") < 1LL);

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <limits.h>
 #include <pthread.h>
 
 #include <string>
@@ -43,11 +44,15 @@ struct menu_like_t : if_to_string {
 };
 
 // Runs `body(arg)` on a thread whose stack is only 64 KiB, far too small for a
-// recursion as deep as the trees the body walks.
+// recursion as deep as the trees the body walks. Some architectures refuse
+// stacks that small (aarch64 wants at least 128 KiB): there the least allowed
+// size is used.
 void run_on_small_stack(void* (*body)(void*), void* arg) {
+    size_t size = 64 * 1024;
+    if (size < static_cast<size_t>(PTHREAD_STACK_MIN)) size = PTHREAD_STACK_MIN;
     pthread_attr_t attr;
     ASSERT_EQ(pthread_attr_init(&attr), 0);
-    ASSERT_EQ(pthread_attr_setstacksize(&attr, 64 * 1024), 0);
+    ASSERT_EQ(pthread_attr_setstacksize(&attr, size), 0);
     pthread_t thread;
     ASSERT_EQ(pthread_create(&thread, &attr, body, arg), 0);
     ASSERT_EQ(pthread_join(thread, nullptr), 0);

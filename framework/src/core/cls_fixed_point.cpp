@@ -130,12 +130,37 @@ cls_fixed_point cls_fixed_point::operator-() const {
 cls_fixed_point cls_fixed_point::operator-(const cls_fixed_point& other) const { return *this + (-other); }
 
 namespace {
-// Compares exactly by bringing both to the larger scale in 128 bits.
+// |v| as an unsigned number; the most negative value has no signed magnitude.
+unsigned long long magnitude(long long v) {
+    return v < 0 ? 0ULL - static_cast<unsigned long long>(v) : static_cast<unsigned long long>(v);
+}
+
+// Multiplies by 10 `times` times; false when the product no longer fits 64
+// bits, which makes it larger than any magnitude of a 64-bit value.
+bool scale_up(unsigned long long* v, unsigned times) {
+    for (unsigned i = 0; i < times; ++i)
+        if (__builtin_mul_overflow(*v, 10ULL, v)) return false;
+    return true;
+}
+
+// Compares exactly as if both were brought to the larger scale. Signs decide
+// first; magnitudes are then compared in 64 bits, where a product that
+// overflows is known to be the larger (32-bit targets have no 128-bit type).
 int compare(long long am, unsigned as, long long bm, unsigned bs) {
-    __int128 a = am, b = bm;
-    for (unsigned i = as; i < bs; ++i) a *= 10;
-    for (unsigned i = bs; i < as; ++i) b *= 10;
-    return a < b ? -1 : (a > b ? 1 : 0);
+    int sa = (am > 0) - (am < 0);
+    int sb = (bm > 0) - (bm < 0);
+    if (sa != sb) return sa < sb ? -1 : 1;
+    if (sa == 0) return 0;
+    unsigned long long a = magnitude(am), b = magnitude(bm);
+    int by_magnitude;
+    if (as < bs && !scale_up(&a, bs - as)) {
+        by_magnitude = 1;
+    } else if (bs < as && !scale_up(&b, as - bs)) {
+        by_magnitude = -1;
+    } else {
+        by_magnitude = a < b ? -1 : (a > b ? 1 : 0);
+    }
+    return sa > 0 ? by_magnitude : -by_magnitude;
 }
 } // namespace
 
