@@ -108,6 +108,11 @@ public:
     /// Runs the selected test with "--help", waits for it and parses its arguments.
     /// Returns true when the help text was valid. A direct test returns false at once.
     bool load_exec_help();
+    /// Parses the argument lines of `help_msg` (every line after its first line
+    /// "Arguments:") and appends one record per line to *args, in order. A line that
+    /// is not an argument line is fatal, with the line and a caret under the first
+    /// character that could not be matched.
+    static void parse_arg_lines(const ozgi::cls_string& help_msg, ozgi::cls_array<arg_info_t>* args);
     /// A copy of the selected test's help text.
     ozgi::cls_sp<ozgi::cls_string> help_msg();
     /// Starts the selected test with every argument as "--name" and its value.
