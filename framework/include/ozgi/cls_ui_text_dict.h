@@ -20,6 +20,9 @@ public:
     cls_string translate(const cls_string& key, const cls_string& language);
     /// translate() in the language of the application data's "language".
     cls_string translate(const cls_string& key);
+    /// Forgets every merged dictionary; the base dictionary is read again on the
+    /// next use. For tests and fuzzing, which merge many dictionaries in one process.
+    void reset();
 
 private:
     cls_ui_text_dict();
