@@ -30,10 +30,14 @@ void cls_adb_vesk_device::adb_prefix(cls_array<cls_string>* argv) const {
 
 cls_sp<cls_array<cls_string>> cls_adb_vesk_device::list_serial_ids() {
     cls_sp<cls_string> output = ozgi::cls_process::execute_cmd(cls_string("adb devices"));
-    cls_array<cls_string> lines(cls_array<cls_string>::INITIAL_SLOTS);
-    if (output.is_not_null()) output->split_to_lines(&lines);
-
     cls_array<cls_string>* ids = OZGI_NEW(cls_array<cls_string>)(cls_array<cls_string>::INITIAL_SLOTS);
+    if (output.is_not_null()) parse_serial_ids(*output, ids);
+    return cls_sp<cls_array<cls_string>>(ids);
+}
+
+void cls_adb_vesk_device::parse_serial_ids(const cls_string& output, cls_array<cls_string>* ids) {
+    cls_array<cls_string> lines(cls_array<cls_string>::INITIAL_SLOTS);
+    output.split_to_lines(&lines);
     // The header line and the closing empty line are skipped by position; the
     // state column is ignored, so every listed device is offered.
     if (lines.count() > 2) {
@@ -43,7 +47,6 @@ cls_sp<cls_array<cls_string>> cls_adb_vesk_device::list_serial_ids() {
             ids->append(id);
         }
     }
-    return cls_sp<cls_array<cls_string>>(ids);
 }
 
 void cls_adb_vesk_device::set_serial_id(const cls_string& serial_id) {
@@ -87,15 +90,22 @@ void cls_adb_vesk_device::list_dir(const cls_string& dir, cls_array<cls_string>*
         adb_prefix(&ls_ld);
         ls_ld.append("shell").append("ls").append("-ld").append(dir + "/" + name);
         cls_sp<cls_string> mode_line = ozgi::cls_process::execute_cmd(ls_ld);
-        const char* mode = mode_line.is_not_null() ? mode_line->c_str() : "";
-        // The mode column: 'd' first for a directory, the owner's 'x' fourth for an
-        // executable. A line too short to have a fourth character is not one.
-        if (mode[0] == 'd') {
+        entry_kind_t kind = entry_kind(mode_line.get());
+        if (kind == ENTRY_DIR) {
             dirs->append(name);
-        } else if (mode_line.is_not_null() && mode_line->length() > 3 && mode[3] == 'x') {
+        } else if (kind == ENTRY_EXEC) {
             execs->append(name);
         }
     }
+}
+
+cls_adb_vesk_device::entry_kind_t cls_adb_vesk_device::entry_kind(const cls_string* mode_line) {
+    const char* mode = mode_line ? mode_line->c_str() : "";
+    // The mode column: 'd' first for a directory, the owner's 'x' fourth for an
+    // executable. A line too short to have a fourth character is not one.
+    if (mode[0] == 'd') return ENTRY_DIR;
+    if (mode_line && mode_line->length() > 3 && mode[3] == 'x') return ENTRY_EXEC;
+    return ENTRY_OTHER;
 }
 
 bool cls_adb_vesk_device::scan_dir(menu_tree_t* tree, menu_tree_node_t* parent, const cls_string& dir) {
@@ -160,6 +170,11 @@ void cls_adb_vesk_device::exec_test(const cls_string& rel_dir, const cls_array<c
 }
 
 void cls_adb_vesk_device::take_exit_code(cls_string* chunk) {
+    m_exit_code = cut_exit_code(chunk);
+    m_exit_code_got = true;
+}
+
+int cls_adb_vesk_device::cut_exit_code(cls_string* chunk) {
     // Only the last marker counts, so a test that prints "exit_code=" itself does
     // not fool it. A missing marker gives NOT_FOUND (-1): the status is then read
     // from whatever follows position 9 and the whole chunk is kept; the operator
@@ -167,9 +182,8 @@ void cls_adb_vesk_device::take_exit_code(cls_string* chunk) {
     int position = chunk->rfind(EXIT_CODE_MARKER, -1);
     cls_string status = chunk->sub_str(position + EXIT_CODE_MARKER_LEN, -1);
     status.trim_to_str("\n\r", true, true);
-    m_exit_code = status.to_int();
-    m_exit_code_got = true;
     chunk->to_sub_str(0, position);
+    return status.to_int();
 }
 
 cls_sp<cls_string> cls_adb_vesk_device::read_output() {

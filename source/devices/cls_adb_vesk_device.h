@@ -46,6 +46,20 @@ public:
     /// Starts "cd ROOT/DIR ; [ROOT/]WORDS ; echo exit_code=$?" on the target.
     void adb_exec(const ozgi::cls_string& dir, const ozgi::cls_array<ozgi::cls_string>& words, bool prefix_root);
 
+    // ---- Parsing of adb's output (no adb needed) ----
+
+    /// What one "ls -ld" line makes of an entry.
+    enum entry_kind_t { ENTRY_OTHER = 0, ENTRY_DIR = 1, ENTRY_EXEC = 2 };
+    /// Appends to *ids the ids of an "adb devices" output: the text before the first
+    /// tab of every line but the first and the last.
+    static void parse_serial_ids(const ozgi::cls_string& output, ozgi::cls_array<ozgi::cls_string>* ids);
+    /// Classifies an entry by its "ls -ld" output (null: no output): 'd' first is a
+    /// directory, the owner's 'x' fourth an executable, anything else neither.
+    static entry_kind_t entry_kind(const ozgi::cls_string* mode_line);
+    /// Takes the exit status from the last "exit_code=" marker of `chunk` and cuts the
+    /// chunk before the marker; returns the status.
+    static int cut_exit_code(ozgi::cls_string* chunk);
+
 private:
     /// "adb", then "-s" and the serial id when one is set.
     void adb_prefix(ozgi::cls_array<ozgi::cls_string>* argv) const;

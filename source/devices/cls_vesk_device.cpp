@@ -279,9 +279,11 @@ int cls_vesk_device::output_limit() {
 
 cls_sp<cls_string> cls_vesk_device::help_msg() { return cls_sp<cls_string>(OZGI_NEW(cls_string)(m_help_msg)); }
 
-void cls_vesk_device::parse_args() {
+void cls_vesk_device::parse_args() { parse_arg_lines(m_help_msg, &m_args); }
+
+void cls_vesk_device::parse_arg_lines(const cls_string& help_msg, cls_array<arg_info_t>* args) {
     cls_array<cls_string> lines(cls_array<cls_string>::INITIAL_SLOTS);
-    m_help_msg.split_to_lines(&lines);
+    help_msg.split_to_lines(&lines);
 
     int first = 0;
     while (first < lines.count() && lines[first] != "Arguments:") ++first;
@@ -334,7 +336,7 @@ void cls_vesk_device::parse_args() {
             }
             arg.default_value = arg.values[0];
         }
-        m_args.append(arg);
+        args->append(arg);
     }
 }
 

@@ -114,6 +114,11 @@ public:
     /// environment variable VESK_OUTPUT_LIMIT (a positive number of bytes), by
     /// default 16 MiB.
     static int output_limit();
+    /// Parses the argument lines of `help_msg` (every line after its first line
+    /// "Arguments:") and appends one record per line to *args, in order. A line that
+    /// is not an argument line is fatal, with the line and a caret under the first
+    /// character that could not be matched.
+    static void parse_arg_lines(const ozgi::cls_string& help_msg, ozgi::cls_array<arg_info_t>* args);
     /// A copy of the selected test's help text.
     ozgi::cls_sp<ozgi::cls_string> help_msg();
     /// Starts the selected test with every argument as "--name" and its value.

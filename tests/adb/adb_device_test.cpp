@@ -108,6 +108,36 @@ protected:
 };
 using adb_device_death = adb_device;
 
+TEST(adb_output, device_listing_is_parsed_without_adb) {
+    cls_array<cls_string> ids;
+    cls_adb_vesk_device::parse_serial_ids("List of devices attached\nA1\tdevice\nB2\toffline\n\n", &ids);
+    EXPECT_EQ(device_vec(ids), strings({"A1", "B2"}));
+    cls_array<cls_string> none;
+    cls_adb_vesk_device::parse_serial_ids("List of devices attached\n\n", &none);
+    cls_adb_vesk_device::parse_serial_ids("", &none);
+    EXPECT_EQ(none.count(), 0);
+}
+
+TEST(adb_output, mode_lines_give_the_entry_kind) {
+    cls_string dir("drwxr-xr-x 2 root root 0 net"), exec("-rwxr--r-- 1 root root 9 t"), plain("-rw-r--r-- x");
+    cls_string short_line("-rw"), empty;
+    EXPECT_EQ(cls_adb_vesk_device::entry_kind(&dir), cls_adb_vesk_device::ENTRY_DIR);
+    EXPECT_EQ(cls_adb_vesk_device::entry_kind(&exec), cls_adb_vesk_device::ENTRY_EXEC);
+    EXPECT_EQ(cls_adb_vesk_device::entry_kind(&plain), cls_adb_vesk_device::ENTRY_OTHER);
+    EXPECT_EQ(cls_adb_vesk_device::entry_kind(&short_line), cls_adb_vesk_device::ENTRY_OTHER);
+    EXPECT_EQ(cls_adb_vesk_device::entry_kind(&empty), cls_adb_vesk_device::ENTRY_OTHER);
+    EXPECT_EQ(cls_adb_vesk_device::entry_kind(nullptr), cls_adb_vesk_device::ENTRY_OTHER);
+}
+
+TEST(adb_output, the_last_marker_gives_the_status_and_cuts_the_chunk) {
+    cls_string chunk("out\nexit_code=4\nmore\nexit_code=12\r\n");
+    EXPECT_EQ(cls_adb_vesk_device::cut_exit_code(&chunk), 12);
+    EXPECT_STREQ(chunk.c_str(), "out\nexit_code=4\nmore\n");
+    cls_string no_marker("dropped");
+    cls_adb_vesk_device::cut_exit_code(&no_marker);
+    EXPECT_STREQ(no_marker.c_str(), "dropped");
+}
+
 TEST_F(adb_device, header_and_empty_line_only_give_no_ids) {
     cls_adb_vesk_device device;
     EXPECT_TRUE(device.list_serial_ids()->is_empty());

@@ -236,7 +236,8 @@ TEST(core_array, copy_and_assignment_copy_the_elements) {
     cls_array<cls_string> c = strings({"old"});
     c = a;
     EXPECT_STREQ(c.glue(",")->c_str(), "changed,2,3");
-    c = c;
+    const cls_array<cls_string>& same = c;  // an alias: assigning to itself
+    c = same;
     EXPECT_EQ(c.count(), 3);
 }
 

@@ -102,7 +102,8 @@ TEST(core_sp, copies_share_one_count) {
         c = b;
         EXPECT_EQ(a.ref_count(), 3);
         EXPECT_EQ(c.get(), a.get());
-        c = c;
+        const cls_sp<cls_string>& same = c;  // an alias: assigning to itself
+        c = same;
         EXPECT_EQ(a.ref_count(), 3);
     }
     EXPECT_EQ(a.ref_count(), 1);

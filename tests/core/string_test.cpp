@@ -65,7 +65,8 @@ TEST(core_string, assignment) {
     cls_string t("other");
     s = t;
     EXPECT_STREQ(s.c_str(), "other");
-    s = s;
+    const cls_string& same = s;  // an alias: assigning to itself
+    s = same;
     EXPECT_STREQ(s.c_str(), "other");
     s = s.c_str() + 2;  // text from inside the string itself
     EXPECT_STREQ(s.c_str(), "her");

@@ -109,6 +109,35 @@ TEST_F(parsing_death, free_text_after_arguments_is_fatal) {
                 device_fatal_re("Failed to match regular expression:\nSee also: nothing\n^"));
 }
 
+TEST(parse_arg_lines, reads_the_lines_after_arguments_without_running_anything) {
+    cls_array<cls_vesk_device::arg_info_t> out;
+    cls_vesk_device::parse_arg_lines("Usage: t\nArguments:\n--a <1-5>: Step=2, A\n--m {x|y}: Default=y, M\n", &out);
+    ASSERT_EQ(out.count(), 2);
+    EXPECT_STREQ(out[0].arg_name.c_str(), "a");
+    EXPECT_EQ(device_vec(out[0].values), strings({"1", "5"}));
+    EXPECT_STREQ(out[0].default_value.c_str(), "1");
+    EXPECT_STREQ(out[0].step.c_str(), "2");
+    EXPECT_STREQ(out[1].arg_name.c_str(), "m");
+    EXPECT_EQ(out[1].arg_type, 1);
+    EXPECT_STREQ(out[1].default_value.c_str(), "y");
+}
+
+TEST(parse_arg_lines, appends_to_what_is_there_and_needs_an_arguments_line) {
+    cls_array<cls_vesk_device::arg_info_t> out;
+    cls_vesk_device::parse_arg_lines("Usage: t\n--a <1-5>: A\n", &out);
+    EXPECT_EQ(out.count(), 0);
+    cls_vesk_device::parse_arg_lines("Arguments:\n--a <1-5>: A\n", &out);
+    cls_vesk_device::parse_arg_lines("Arguments:\n--b <1-5>: B\n", &out);
+    ASSERT_EQ(out.count(), 2);
+    EXPECT_STREQ(out[1].arg_name.c_str(), "b");
+}
+
+TEST(parse_arg_lines_death, a_line_that_is_no_argument_line_is_fatal_with_the_marker) {
+    cls_array<cls_vesk_device::arg_info_t> out;
+    EXPECT_EXIT(cls_vesk_device::parse_arg_lines("Arguments:\n--x <1-2> : d\n", &out), ::testing::ExitedWithCode(1),
+                device_fatal_re("Failed to match regular expression:\n--x <1-2> : d\n         ^"));
+}
+
 TEST_F(parsing, default_without_any_comma_is_part_of_the_description) {
     ASSERT_TRUE(load("Usage: t\nArguments:\n--a <1-5>: Default=3 and no comma\n"));
     auto a = args();

@@ -107,4 +107,15 @@ TEST_F(dict_test, layout_labels_are_translated_when_created) {
     ozgi_delete(label);
 }
 
+TEST_F(dict_test, reset_forgets_merged_dictionaries_and_reads_the_base_again) {
+    cls_ui_text_dict* d = cls_ui_text_dict::ins();
+    d->add_dict("<ui_text_dict><dict_entry en_US=\"Reset text\" zh_CN=\"重置\"/>"
+                "<dict_entry en_US=\"Back\" zh_CN=\"后退\"/></ui_text_dict>");
+    ASSERT_EQ(d->translate("Reset text", "zh_CN"), "重置");
+    ASSERT_EQ(d->translate("Back", "zh_CN"), "后退");
+    d->reset();
+    EXPECT_EQ(d->translate("Reset text", "zh_CN"), "Reset text");
+    EXPECT_EQ(d->translate("Back", "zh_CN"), "返回");
+}
+
 } // namespace

@@ -28,6 +28,9 @@ public:
     /// key has no entry there (translate() would give the key itself). Nothing is
     /// copied, so a long key costs only its lookup.
     const cls_string* find(const cls_string& key);
+    /// Forgets every merged dictionary; the base dictionary is read again on the
+    /// next use. For tests and fuzzing, which merge many dictionaries in one process.
+    void reset();
 
 private:
     cls_ui_text_dict();

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <cstring>
 #include <string>
+#include <memory>
 #include <vector>
 
 #include "ozgi/cls_log.h"
@@ -817,9 +818,12 @@ struct cls_regex::impl_t {
 };
 
 cls_regex::cls_regex(const cls_string& pattern) : m_impl(nullptr), m_max_matched_len(0) {
-    m_impl = OZGI_NEW(impl_t)();
-    m_impl->pattern.assign(pattern.c_str(), static_cast<size_t>(pattern.length()));
-    m_impl->compile();
+    // Held by a guard until it compiled: in the fuzzing build a malformed pattern's
+    // fatal report throws, and the half-made matcher must not be lost.
+    std::unique_ptr<impl_t, void (*)(impl_t*)> impl(OZGI_NEW(impl_t)(), &ozgi_delete<impl_t>);
+    impl->pattern.assign(pattern.c_str(), static_cast<size_t>(pattern.length()));
+    impl->compile();
+    m_impl = impl.release();
 }
 
 cls_regex::~cls_regex() { ozgi_delete(m_impl); }

@@ -124,6 +124,12 @@ const cls_string* cls_ui_text_dict::find(const cls_string& key) {
     return nullptr;
 }
 
+void cls_ui_text_dict::reset() {
+    m_base_loaded = false;
+    m_en_us = cls_dict<cls_string, cls_string>();
+    m_zh_cn = cls_dict<cls_string, cls_string>();
+}
+
 cls_string cls_ui_text_dict::translate(const cls_string& key) {
     return translate(key, *cls_app_data::ins()->get_data("language"));
 }
