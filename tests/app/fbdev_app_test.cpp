@@ -209,3 +209,18 @@ TEST(AppFbdev, EvdevRecordsWalkTheMenusInEveryRotation) {
         }
     }
 }
+
+TEST(AppFbdev, APanelSmallerThanThePictureIsAFatalErrorNamingBothSizes) {
+    temp_dir menu;
+    menu.make_test("t1");
+    temp_dir work;
+    work.write("fb", "");
+    run_opts_t o;
+    o.args = {"--dir=" + menu.path(), "--ozgi-video=fbdev", "--ozgi-fbdev=" + work.at("fb"),
+              "--ozgi-fb-geometry=800x600:16", "--ozgi-input="};
+    run_result r = run_plain(o);
+    EXPECT_EQ(r.status, 1);
+    EXPECT_TRUE(is_fatal(r.err, "Can't open the display: The framebuffer " + work.at("fb") +
+                                    " is 800x600 pixels, smaller than the 640x800 picture."))
+        << r.err;
+}

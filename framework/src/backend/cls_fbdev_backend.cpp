@@ -174,14 +174,18 @@ bool cls_fbdev_backend::open(int width, int height, const cls_string&, cls_strin
     }
     m_left = (m_panel_w - m_screen.physical_width()) / 2;
     m_top = (m_panel_h - m_screen.physical_height()) / 2;
+    struct stat st {};
+    // Only a real panel has a console under it (and may have been blanked by
+    // it); a file standing in for one has neither.
+    if (::fstat(m_fd, &st) == 0 && S_ISCHR(st.st_mode)) {
+        m_console.take();
+        ::ioctl(m_fd, FBIOBLANK, FB_BLANK_UNBLANK);
+    }
     // The whole panel starts black: the border round a smaller picture too, and
     // whatever the console left there.
     std::vector<uint32_t> black(static_cast<size_t>(m_panel_w), 0xFF000000u);
     for (int y = 0; y < m_panel_h; ++y)
         m_format.convert(black.data(), m_panel_w, m_map + m_visible + static_cast<size_t>(y) * m_stride);
-    struct stat st {};
-    // Only a real panel has a console under it; a file standing in for one does not.
-    if (::fstat(m_fd, &st) == 0 && S_ISCHR(st.st_mode)) m_console.take();
     return true;
 }
 

@@ -24,6 +24,8 @@ cls_sp<if_display_backend> create_display_backend(const cls_string& name, int ro
         return cls_sp<if_display_backend>();
     }
     if (name == "headless") return cls_sp<if_display_backend>(OZGI_NEW(cls_headless_backend)(rotate));
+    // Only the SDL window is enlarged or made to cover the display.
+    (void)fullscreen;
 #if OZGI_WITH_SDL
     if (name == "sdl") return cls_sp<if_display_backend>(OZGI_NEW(cls_sdl_backend)(rotate, scale, fullscreen));
 #endif
