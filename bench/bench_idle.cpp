@@ -89,6 +89,7 @@ long long idle_cpu_ns(const std::string& video, bool fbdev = false) {
         if (::mkfifo(fifo.c_str(), 0600) != 0) return -1;
         // Held open here so that the program's input is a live, quiet device.
         fifo_fd = ::open(fifo.c_str(), O_RDWR | O_CLOEXEC);
+        std::ofstream(fb.c_str());
         extra = {"--ozgi-fbdev=" + fb, "--ozgi-fb-geometry=640x800:32", "--ozgi-input=" + fifo};
     }
     // The script keeps the program running (waiting is idling) well past the measurement.
