@@ -63,8 +63,8 @@ TEST(AppFbdev, PicturesMatchTheHeadlessOnesInEveryFormatAndRotation) {
             work.write("fb", "");
             std::string fb = work.at("fb");
             int stride = PANEL * bpp / 8 + 64;
-            run_result r = run_menu(menu, s,
-                                    {"--ozgi-video=fbdev", "--ozgi-fbdev=" + fb, geometry(bpp, stride), "--ozgi-input=", rot});
+            run_result r = run_menu(
+                menu, s, {"--ozgi-video=fbdev", "--ozgi-fbdev=" + fb, geometry(bpp, stride), "--ozgi-input=", rot});
             ASSERT_EQ(r.status, 0) << r.err;
             EXPECT_EQ(r.err, "");
             // The screenshot of the fbdev display is the headless one.

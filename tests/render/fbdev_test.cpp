@@ -98,7 +98,8 @@ TEST(fbdev, every_format_and_rotation_is_centred_and_matches_the_picture) {
                                    std::to_string(bpp) + ":" + std::to_string(stride);
             std::string why;
             cls_sp<if_display_backend> backend =
-                open_fbdev(rotate, W, H, {"--ozgi-fbdev=" + fb, "--ozgi-fb-geometry=" + geometry, "--ozgi-input="}, &why);
+                open_fbdev(rotate, W, H, {"--ozgi-fbdev=" + fb, "--ozgi-fb-geometry=" + geometry, "--ozgi-input="},
+                           &why);
             ASSERT_TRUE(backend.is_not_null()) << why;
             cls_canvas canvas(W, H);
             paint_pattern(&canvas, 0);
@@ -288,10 +289,45 @@ TEST(fbdev, only_the_first_finger_counts_and_emulation_is_ignored) {
     EXPECT_EQ(got[2].type, input_t::RELEASE);
 }
 
+TEST(fbdev, the_older_multitouch_protocol_gives_the_first_contact) {
+    temp_dir_t dir;
+    records_t r;
+    // Two contacts a frame, each ended by SYN_MT_REPORT, and BTN_TOUCH for the
+    // finger being down.
+    auto contact = [&](int x, int y) {
+        r.ev(EV_ABS, ABS_MT_POSITION_X, x).ev(EV_ABS, ABS_MT_POSITION_Y, y).ev(EV_SYN, SYN_MT_REPORT, 0);
+    };
+    r.ev(EV_KEY, BTN_TOUCH, 1);
+    contact(5, 6);
+    contact(40, 20);
+    r.syn();
+    contact(7, 8);
+    contact(41, 21);
+    r.syn();
+    r.ev(EV_KEY, BTN_TOUCH, 0).ev(EV_SYN, SYN_MT_REPORT, 0).syn();
+    r.write_to(dir.at("touch"));
+    std::string why;
+    cls_sp<if_display_backend> backend = open_fbdev(
+        0, 64, 32, {"--ozgi-fbdev=" + dir.fb(), "--ozgi-fb-geometry=64x32:32", "--ozgi-input=" + dir.at("touch")},
+        &why);
+    ASSERT_TRUE(backend.is_not_null()) << why;
+    std::vector<input_t> got = drain(backend.get());
+    ASSERT_EQ(got.size(), 3u);
+    EXPECT_EQ(got[0].type, input_t::PRESS);
+    EXPECT_EQ(got[0].x, 5);
+    EXPECT_EQ(got[0].y, 6);
+    EXPECT_EQ(got[1].type, input_t::MOVE);
+    EXPECT_EQ(got[1].x, 7);
+    EXPECT_EQ(got[1].y, 8);
+    EXPECT_EQ(got[2].type, input_t::RELEASE);
+    EXPECT_EQ(got[2].x, 7);
+}
+
 TEST(fbdev, keys_get_the_framework_names) {
     temp_dir_t dir;
     records_t r;
-    r.key(KEY_ENTER).key(KEY_ESC).key(KEY_BACK).key(KEY_KPENTER).key(LINUX_KEY_UP).key(KEY_A).key(KEY_F5).key(KEY_PROG1);
+    r.key(KEY_ENTER).key(KEY_ESC).key(KEY_BACK).key(KEY_KPENTER).key(LINUX_KEY_UP).key(KEY_A).key(KEY_F5);
+    r.key(KEY_PROG1);
     // A held key repeats.
     r.ev(EV_KEY, LINUX_KEY_DOWN, 1).syn().ev(EV_KEY, LINUX_KEY_DOWN, 2).syn().ev(EV_KEY, LINUX_KEY_DOWN, 0).syn();
     r.write_to(dir.at("keys"));

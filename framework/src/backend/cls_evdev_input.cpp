@@ -33,6 +33,13 @@ struct cls_evdev_input::device_t {
     // is ignored, or every touch would count twice.
     bool multitouch = false;
     int slot = 0;
+    // Whether the device tracks its fingers (ABS_MT_TRACKING_ID); one that does
+    // not (the older multitouch protocol) and a single-touch one say with
+    // BTN_TOUCH whether a finger is down.
+    bool tracking = false;
+    // The older protocol sends every finger's contact in turn; the first one of
+    // a frame is the touch.
+    bool contact_done = false;
     // The touch as the events of the current frame leave it.
     bool down = false;
     int raw_x = 0;
@@ -212,13 +219,14 @@ bool cls_evdev_input::translate(device_t* dev, const input_event& e, input_t* ou
             return false;
         case ABS_MT_TRACKING_ID:
             dev->multitouch = true;
+            dev->tracking = true;
             // Only the first finger (slot 0) drives the pointer.
             if (dev->slot == 0) dev->down = e.value >= 0;
             return false;
         case ABS_MT_POSITION_X:
         case ABS_MT_POSITION_Y:
             dev->multitouch = true;
-            if (dev->slot == 0) (e.code == ABS_MT_POSITION_X ? dev->raw_x : dev->raw_y) = e.value;
+            if (dev->slot == 0 && !dev->contact_done) (e.code == ABS_MT_POSITION_X ? dev->raw_x : dev->raw_y) = e.value;
             return false;
         case ABS_X:
         case ABS_Y:
@@ -229,7 +237,7 @@ bool cls_evdev_input::translate(device_t* dev, const input_event& e, input_t* ou
         }
     case EV_KEY:
         if (e.code == BTN_TOUCH) {
-            if (!dev->multitouch) dev->down = e.value != 0;
+            if (!dev->tracking) dev->down = e.value != 0;
             return false;
         }
         if (!evdev_is_key(e.code)) return false;
@@ -241,7 +249,9 @@ bool cls_evdev_input::translate(device_t* dev, const input_event& e, input_t* ou
     case EV_SYN: {
         // FIXME: SYN_DROPPED (the kernel's buffer overflowed) is not resynchronised
         // from the device's state; the next complete frame puts things right.
+        if (e.code == SYN_MT_REPORT) dev->contact_done = true;
         if (e.code != SYN_REPORT) return false;
+        dev->contact_done = false;
         int px = 0, py = 0;
         to_panel(*dev, &px, &py);
         input_t::type_t type = input_t::NONE;

@@ -66,12 +66,13 @@ void cls_fb_format::convert(const uint32_t* argb, int count, unsigned char* out)
     int bytes = m_bits / 8;
     // Bits of the pixel that no colour uses (the alpha or padding) are set, as
     // for an opaque pixel.
-    uint32_t unused = (m_bits == 32 ? 0xFFFFFFFFu : ((1u << m_bits) - 1)) &
-                      ~(((1u << m_red.length) - 1) << m_red.offset) & ~(((1u << m_green.length) - 1) << m_green.offset) &
-                      ~(((1u << m_blue.length) - 1) << m_blue.offset);
+    uint32_t used = (((1u << m_red.length) - 1) << m_red.offset) | (((1u << m_green.length) - 1) << m_green.offset) |
+                    (((1u << m_blue.length) - 1) << m_blue.offset);
+    uint32_t unused = (m_bits == 32 ? 0xFFFFFFFFu : ((1u << m_bits) - 1)) & ~used;
     for (int i = 0; i < count; ++i) {
         uint32_t p = argb[i];
-        uint32_t v = place((p >> 16) & 0xFF, m_red) | place((p >> 8) & 0xFF, m_green) | place(p & 0xFF, m_blue) | unused;
+        uint32_t v =
+            place((p >> 16) & 0xFF, m_red) | place((p >> 8) & 0xFF, m_green) | place(p & 0xFF, m_blue) | unused;
         // FIXME: the low byte first, as on the little-endian boards we run on.
         for (int b = 0; b < bytes; ++b) out[bytes * i + b] = static_cast<unsigned char>(v >> (8 * b));
     }

@@ -89,7 +89,8 @@ bool cls_fbdev_backend::open_framebuffer(const cls_string& path, cls_string* err
         m_panel_w = static_cast<int>(var.xres);
         m_panel_h = static_cast<int>(var.yres);
         m_stride = static_cast<int>(fix.line_length);
-        m_visible = static_cast<size_t>(var.yoffset) * m_stride + static_cast<size_t>(var.xoffset) * m_format.bytes_per_pixel();
+        m_visible = static_cast<size_t>(var.yoffset) * m_stride +
+                    static_cast<size_t>(var.xoffset) * m_format.bytes_per_pixel();
         m_map_len = fix.smem_len;
     } else {
         // Not a framebuffer device: a file standing in for one, described by
@@ -106,7 +107,8 @@ bool cls_fbdev_backend::open_framebuffer(const cls_string& path, cls_string* err
         int bpp = 0;
         if (!parse_geometry(geometry, &m_panel_w, &m_panel_h, &bpp, &m_stride)) {
             if (error)
-                *error = reason.print("Bad --ozgi-fb-geometry=%s (WxH:BPP[:STRIDE], BPP 16, 24 or 32, STRIDE in bytes).",
+                *error = reason.print("Bad --ozgi-fb-geometry=%s (WxH:BPP[:STRIDE], BPP 16, 24 or 32, "
+                                      "STRIDE in bytes).",
                                       geometry.c_str());
             return false;
         }
