@@ -82,12 +82,12 @@ void remove_handlers() {
 int open_terminal(const char* path, int* mode) {
     int fd = ::open(path, O_RDWR | O_NOCTTY | O_CLOEXEC);
     if (fd < 0) return -1;
-    long m = 0;
+    int m = KD_TEXT;
     if (::ioctl(fd, KDGETMODE, &m) != 0) {
         ::close(fd);
         return -1;
     }
-    *mode = static_cast<int>(m);
+    *mode = m;
     return fd;
 }
 
