@@ -25,6 +25,8 @@
 #include <thread>
 #include <vector>
 
+#include "ozgi/if_display_backend.h"
+
 namespace {
 
 constexpr int SETTLE_MS = 2000;
@@ -151,6 +153,13 @@ void BM_idle_fbdev(benchmark::State& state) { run_idle(state, "fbdev", true); }
 BENCHMARK(BM_idle_fbdev)->Iterations(1)->Unit(benchmark::kSecond);
 
 void BM_idle_sdl(benchmark::State& state) {
+    ozgi::cls_string error;
+    if (ozgi::create_display_backend("sdl", 0, 1, false, &error).is_null()) {
+        state.SkipWithError("built without SDL");
+        for (auto _ : state) {
+        }
+        return;
+    }
     if (!std::getenv("DISPLAY")) {
         state.SkipWithError("DISPLAY is not set: run under xvfb-run for the SDL figure");
         for (auto _ : state) {
