@@ -2,13 +2,16 @@
 // happens. The program is started as a child, left 2 s to settle, and then its
 // CPU time is read from /proc before and after 10 s of idling.
 //
-// The headless display is always measured; the SDL window only when DISPLAY is
-// set (run the benchmark under `xvfb-run -a -s "-screen 0 640x800x24"`). The
+// The headless display and the framebuffer backend (on a file standing in for
+// the panel, with a FIFO as its silent touch screen) are always measured; the
+// SDL window only when DISPLAY is set (run the benchmark under `xvfb-run -a -s "-screen 0 640x800x24"`). The
 // program is build/vesk next to this benchmark's directory; the environment
 // variable VESK_IDLE_PROGRAM names another one.
 #include <benchmark/benchmark.h>
 
 #include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -20,6 +23,9 @@
 #include <sstream>
 #include <string>
 #include <thread>
+#include <vector>
+
+#include "ozgi/if_display_backend.h"
 
 namespace {
 
@@ -74,9 +80,20 @@ long long cpu_ns(pid_t pid) {
 
 // Starts the program on its first page with `video`, idles it and returns the CPU
 // time it used over IDLE_MS, in nanoseconds (-1 when it could not be measured).
-long long idle_cpu_ns(const std::string& video) {
+// With `fbdev` the program draws on a file and reads a FIFO that stays silent.
+long long idle_cpu_ns(const std::string& video, bool fbdev = false) {
     char dir[] = "/tmp/vesk_idle_XXXXXX";
     if (!::mkdtemp(dir)) return -1;
+    std::vector<std::string> extra;
+    std::string fb = std::string(dir) + "/fb", fifo = std::string(dir) + "/touch";
+    int fifo_fd = -1;
+    if (fbdev) {
+        if (::mkfifo(fifo.c_str(), 0600) != 0) return -1;
+        // Held open here so that the program's input is a live, quiet device.
+        fifo_fd = ::open(fifo.c_str(), O_RDWR | O_CLOEXEC);
+        std::ofstream(fb.c_str());
+        extra = {"--ozgi-fbdev=" + fb, "--ozgi-fb-geometry=640x800:32", "--ozgi-input=" + fifo};
+    }
     // The script keeps the program running (waiting is idling) well past the measurement.
     std::string script = std::string(dir) + "/idle.script";
     {
@@ -89,7 +106,10 @@ long long idle_cpu_ns(const std::string& video) {
         // An empty menu directory: the local device finds nothing to list.
         if (::chdir(dir) != 0) ::_exit(127);
         std::string video_arg = "--ozgi-video=" + video, script_arg = "--ozgi-script=" + script;
-        ::execl(program.c_str(), program.c_str(), video_arg.c_str(), script_arg.c_str(), static_cast<char*>(nullptr));
+        std::vector<char*> argv = {&program[0], &video_arg[0], &script_arg[0]};
+        for (std::string& a : extra) argv.push_back(&a[0]);
+        argv.push_back(nullptr);
+        ::execv(program.c_str(), argv.data());
         ::_exit(127);
     }
     long long used = -1;
@@ -108,13 +128,16 @@ long long idle_cpu_ns(const std::string& video) {
         if (alive && before >= 0 && after >= before) used = after - before;
     }
     std::remove(script.c_str());
+    if (fifo_fd >= 0) ::close(fifo_fd);
+    std::remove(fb.c_str());
+    std::remove(fifo.c_str());
     ::rmdir(dir);
     return used;
 }
 
-void run_idle(benchmark::State& state, const char* video) {
+void run_idle(benchmark::State& state, const char* video, bool fbdev = false) {
     long long used = -1;
-    for (auto _ : state) used = idle_cpu_ns(video);
+    for (auto _ : state) used = idle_cpu_ns(video, fbdev);
     if (used < 0) {
         state.SkipWithError("the program could not be started or measured");
         return;
@@ -126,7 +149,17 @@ void run_idle(benchmark::State& state, const char* video) {
 void BM_idle_headless(benchmark::State& state) { run_idle(state, "headless"); }
 BENCHMARK(BM_idle_headless)->Iterations(1)->Unit(benchmark::kSecond);
 
+void BM_idle_fbdev(benchmark::State& state) { run_idle(state, "fbdev", true); }
+BENCHMARK(BM_idle_fbdev)->Iterations(1)->Unit(benchmark::kSecond);
+
 void BM_idle_sdl(benchmark::State& state) {
+    ozgi::cls_string error;
+    if (ozgi::create_display_backend("sdl", 0, 1, false, &error).is_null()) {
+        state.SkipWithError("built without SDL");
+        for (auto _ : state) {
+        }
+        return;
+    }
     if (!std::getenv("DISPLAY")) {
         state.SkipWithError("DISPLAY is not set: run under xvfb-run for the SDL figure");
         for (auto _ : state) {

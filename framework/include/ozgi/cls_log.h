@@ -12,6 +12,12 @@ public:
         __attribute__((format(printf, 3, 4)));
     /// Writes "WARNING: message" to standard error and goes on.
     static void log_warning(const char* format, ...) __attribute__((format(printf, 1, 2)));
+    /// Sets the function that log_fatal calls just before the process ends, so
+    /// that what the program changed outside itself (the console's mode) is put
+    /// back. It must be safe to call from a signal handler. Null: none.
+    static void set_exit_hook(void (*hook)());
+    /// Calls the exit hook, if any (for other abrupt exits than log_fatal).
+    static void run_exit_hook();
 };
 
 } // namespace ozgi

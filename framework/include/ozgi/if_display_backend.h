@@ -48,11 +48,15 @@ public:
     virtual bool read_physical(cls_array<uint32_t>* argb, int* w, int* h) = 0;
 };
 
-/// Makes the backend `name` ("sdl" or "headless"). `rotate` is 0, 90, 180 or 270
+/// Makes the backend `name` ("sdl", "fbdev" or "headless", as built). `rotate` is 0, 90, 180 or 270
 /// (degrees clockwise the picture is turned on the panel), `scale` enlarges a
 /// desktop window (1 or more), `fullscreen` asks for the whole display. An unknown
 /// name or a bad value gives null with the reason in *error.
 cls_sp<if_display_backend> create_display_backend(const cls_string& name, int rotate, int scale, bool fullscreen,
                                                   cls_string* error);
+/// The backend used when none is asked for: "sdl" when it is built, else "fbdev".
+const char* default_display_backend();
+/// The backends this build has, for messages: "sdl, fbdev or headless".
+const char* display_backend_names();
 
 } // namespace ozgi

@@ -11,6 +11,19 @@
 
 namespace ozgi {
 
+namespace {
+
+void (*volatile g_exit_hook)() = nullptr;
+
+} // namespace
+
+void cls_log::set_exit_hook(void (*hook)()) { g_exit_hook = hook; }
+
+void cls_log::run_exit_hook() {
+    void (*hook)() = g_exit_hook;
+    if (hook) hook();
+}
+
 void cls_log::log_fatal(const char* file, int line, const char* format, ...) {
 #ifdef OZGI_FATAL_THROWS
     // Fuzzing build only: the harness catches this and takes the report as the
@@ -44,6 +57,7 @@ void cls_log::log_fatal(const char* file, int line, const char* format, ...) {
     va_end(ap);
     std::fputc('\n', stderr);
     std::fflush(stderr);
+    run_exit_hook();
     // _exit, not exit: a fatal error may come from inside a destructor or a
     // static initialiser, where running the exit handlers again is not safe.
     _exit(1);

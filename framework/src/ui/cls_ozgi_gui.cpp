@@ -60,7 +60,11 @@ cls_ozgi_gui::cls_ozgi_gui() : m_impl(new impl_t()) {}
 void cls_ozgi_gui::output_help() {
     std::printf(
         "Framework options:\n"
-        "  --ozgi-video=sdl|headless   display: an SDL window, or full screen on a device (sdl, the default), or no display at all (headless)\n"
+        "  --ozgi-video=sdl|fbdev|headless  display: an SDL window, or full screen on a device (sdl, the default), a Linux framebuffer with evdev input (fbdev, the default when built without SDL), or no display at all (headless)\n"
+        "  --ozgi-fbdev=PATH           fbdev: the framebuffer device (default /dev/fb0)\n"
+        "  --ozgi-fb-geometry=WxH:BPP[:STRIDE]  fbdev, a testing aid: the geometry of a regular file standing in for the framebuffer (BPP 16, 24 or 32)\n"
+        "  --ozgi-input=PATH[,PATH...] fbdev: the evdev input devices (default: every /dev/input/event* that is a touch screen or has keys)\n"
+        "  --ozgi-input-range=XMIN:XMAX:YMIN:YMAX  fbdev: the raw touch coordinates at the panel's edges, for a device that cannot tell them\n"
         "  --ozgi-script=FILE          run automation commands from FILE (\"-\": standard input) once the first page is shown\n"
         "  --ozgi-lang=zh_CN           start in Simplified Chinese instead of English (en_US)\n"
         "  --ozgi-font=PATH[:PATH...]  font files to use, in fallback order, instead of those fontconfig finds\n"
@@ -359,6 +363,7 @@ void loop_turn(impl_t* d, int max_wait_ms) {
     std::fflush(stdout);
     std::fprintf(stderr, "Script line %d: %s\n", d->script_line, reason.c_str());
     std::fflush(stderr);
+    cls_log::run_exit_hook();
     std::_Exit(3);
 }
 
@@ -611,7 +616,7 @@ int cls_ozgi_gui::start_gui() {
     g_running = d;
     cls_stop_signal::set_cleanup(&end_gui_at_once);
 
-    cls_string video = "sdl", script, font, root_name = "root_container.xml", first_page;
+    cls_string video = default_display_backend(), script, font, root_name = "root_container.xml", first_page;
     args->has_arg("--ozgi-video=", false, &video);
     bool has_script = args->has_arg("--ozgi-script=", false, &script);
     if (args->has_arg("--ozgi-font=", false, &font)) cls_font_mgr::ins()->set_font_paths(font);
