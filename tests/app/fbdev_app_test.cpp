@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "../render/fbdev_test_util.h"
+#include "fbdev_test_util.h"
 #include "app_test_util.h"
 
 using namespace app_test;
