@@ -2,6 +2,7 @@
 
 #include "ozgi/cls_dir.h"
 #include "ozgi/cls_file.h"
+#include "ozgi/if_file_sys.h"
 #include "ozgi/cls_log.h"
 #include "ozgi/cls_mem_mgr.h"
 #include "ozgi/cls_ui_text_dict.h"

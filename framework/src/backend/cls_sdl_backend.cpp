@@ -1,5 +1,7 @@
 #include "backend/cls_sdl_backend.h"
 
+#include "ozgi/cls_stop_signal.h"
+
 #include <poll.h>
 #include <strings.h>
 #include <cstdlib>
@@ -13,6 +15,10 @@ namespace {
 // How long the wait for descriptors and SDL events looks at each before turning
 // to the other: short enough for taps to feel immediate, long enough to idle.
 constexpr int WAIT_SLICE_MS = 10;
+// How long SDL's own wait may block before the stop-signal pipe is looked at.
+constexpr int SIGNAL_SLICE_MS = 200;
+// The most descriptors one wait watches (the GUI passes at most 64).
+constexpr int MAX_WAIT_FDS = 64;
 
 // Whether the environment asks SDL for the video driver `name` by itself
 // (SDL_VIDEODRIVER may list several, separated by commas).
@@ -228,12 +234,28 @@ void cls_sdl_backend::wait(int timeout_ms, const int* fds, int nfds) {
         else SDL_WaitEventTimeout(nullptr, timeout_ms);
         return;
     }
-    // SDL cannot wait on other descriptors, so the two are watched in turn.
-    // FIXME: the GUI always passes its stop-signal descriptor, so an idle desktop
-    // window now wakes every slice too (about 1% of a core under X11, where SDL
-    // alone would block); on KMSDRM and offscreen SDL's own wait polls every
-    // millisecond, so there the slices cost less than before.
-    std::vector<pollfd> polled(static_cast<size_t>(nfds));
+    if (nfds == 1 && fds[0] == cls_stop_signal::wake_fd()) {
+        // Only a stop signal could come besides SDL's events: SDL's own wait
+        // blocks (on a desktop it sleeps on the display connection), and a
+        // signal is noticed within one slice, far below the second a service
+        // manager allows, while an idle window wakes only a few times a second.
+        Uint32 start = SDL_GetTicks();
+        for (;;) {
+            int slice = SIGNAL_SLICE_MS;
+            if (timeout_ms >= 0) {
+                int left = timeout_ms - static_cast<int>(SDL_GetTicks() - start);
+                if (left <= 0) return;
+                if (left < slice) slice = left;
+            }
+            if (SDL_WaitEventTimeout(nullptr, slice)) return;
+            pollfd stop{fds[0], POLLIN, 0};
+            if (::poll(&stop, 1, 0) != 0) return;
+        }
+    }
+    // SDL cannot wait on other descriptors, so the two are watched in turn while
+    // a test runs (its output must be read as it comes).
+    pollfd polled[MAX_WAIT_FDS];
+    if (nfds > MAX_WAIT_FDS) nfds = MAX_WAIT_FDS;
     for (int i = 0; i < nfds; ++i) polled[i] = pollfd{fds[i], POLLIN, 0};
     Uint32 start = SDL_GetTicks();
     for (;;) {
@@ -245,7 +267,7 @@ void cls_sdl_backend::wait(int timeout_ms, const int* fds, int nfds) {
             if (left <= 0) return;
             if (left < slice) slice = left;
         }
-        if (::poll(polled.data(), polled.size(), slice) != 0) return;
+        if (::poll(polled, static_cast<nfds_t>(nfds), slice) != 0) return;
     }
 }
 
