@@ -1,0 +1,133 @@
+// cls_event_handler: visibility, enablement and the focus chain.
+#include "ozgi/cls_event_handler.h"
+
+#include "ozgi/cls_button.h"
+#include "ozgi/cls_page.h"
+#include "ui/event_handler_walk.h"
+
+namespace ozgi {
+
+void cls_event_handler::show() { set_visible(true); }
+void cls_event_handler::hide() { set_visible(false); }
+
+void cls_event_handler::set_visible(bool visible) {
+    if (m_visible == visible) return;
+    m_visible = visible;
+    invalidate(true);
+    if (!visible) {
+        cls_page* p = page();
+        if (p && p->focus_item() == this) invalidate(true);
+    }
+}
+
+namespace {
+
+// Whether the item's own state lets it show: its flag, or for the items that
+// follow their button, the button's pressed or focused state.
+bool shown_self(const cls_event_handler* item) {
+    if (item->follows_press()) {
+        for (const cls_event_handler* p = item->parent(); p; p = p->parent()) {
+            const cls_button* b = dynamic_cast<const cls_button*>(p);
+            if (b) return b->is_pressed();
+        }
+        return item->visible_flag();
+    }
+    if (item->show_on_focus()) {
+        for (const cls_event_handler* p = item->parent(); p; p = p->parent())
+            if (p->is_focusable()) return p->has_focus();
+        return item->visible_flag();
+    }
+    return item->visible_flag();
+}
+
+} // namespace
+
+bool cls_event_handler::shown_by_itself() const { return shown_self(this); }
+
+bool cls_event_handler::is_visible() const {
+    for (const cls_event_handler* p = this; p; p = p->m_parent)
+        if (!shown_self(p)) return false;
+    return true;
+}
+
+void cls_event_handler::enable() {
+    if (m_enabled) return;
+    m_enabled = true;
+    invalidate(true);
+}
+
+void cls_event_handler::disable() {
+    if (!m_enabled) return;
+    m_enabled = false;
+    cls_button* b = dynamic_cast<cls_button*>(this);
+    if (b) b->set_pressed(false);
+    invalidate(true);
+}
+
+bool cls_event_handler::is_enabled() const {
+    for (const cls_event_handler* p = this; p; p = p->m_parent)
+        if (!p->m_enabled) return false;
+    return true;
+}
+
+void cls_event_handler::enable_group(const cls_string& name) {
+    std::vector<cls_event_handler*> all;
+    collect_descendants(this, &all);
+    for (cls_event_handler* d : all)
+        if (d->in_group(name)) d->enable();
+}
+
+void cls_event_handler::disable_group(const cls_string& name) {
+    std::vector<cls_event_handler*> all;
+    collect_descendants(this, &all);
+    for (cls_event_handler* d : all)
+        if (d->in_group(name)) d->disable();
+}
+
+void cls_event_handler::get_focus() {
+    cls_page* p = page();
+    if (p) p->set_focus_item(this);
+}
+
+bool cls_event_handler::has_focus() const {
+    cls_page* p = page();
+    return p && p->focus_item() == this;
+}
+
+namespace {
+
+cls_event_handler* step_focus(const cls_event_handler* from, bool forward, bool wrap) {
+    cls_page* p = from->page();
+    if (!p) return nullptr;
+    const cls_event_handler* ref = (from == p) ? p->focus_item() : from;
+    std::vector<cls_event_handler*> all;
+    collect_descendants(p, &all);
+    std::vector<cls_event_handler*> chain;
+    for (cls_event_handler* d : all)
+        if (d->is_focusable() || d == ref) chain.push_back(d);
+    int n = static_cast<int>(chain.size());
+    if (n == 0) return nullptr;
+    int at = -1;
+    for (int i = 0; i < n; ++i)
+        if (chain[i] == ref) at = i;
+    for (int step = 1; step <= n; ++step) {
+        int i;
+        if (at < 0) i = forward ? step - 1 : n - step;
+        else i = forward ? at + step : at - step;
+        if (i < 0 || i >= n) {
+            if (!wrap) return nullptr;
+            i = (i % n + n) % n;
+        }
+        cls_event_handler* c = chain[i];
+        if (c != ref && c->is_focusable() && c->is_visible() && c->is_enabled()) return c;
+    }
+    return nullptr;
+}
+
+} // namespace
+
+cls_event_handler* cls_event_handler::prev_focusable_item(bool wrap) const { return step_focus(this, false, wrap); }
+
+cls_event_handler* cls_event_handler::next_focusable_item(bool wrap) const { return step_focus(this, true, wrap); }
+
+} // namespace ozgi

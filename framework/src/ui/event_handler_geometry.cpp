@@ -1,0 +1,151 @@
+// cls_event_handler: position and size, layout expressions and invalidation.
+#include "ozgi/cls_event_handler.h"
+
+#include "ozgi/cls_log.h"
+#include "ozgi/cls_ozgi_gui.h"
+#include "ozgi/cls_page.h"
+#include "ozgi/cls_root_container.h"
+#include "ozgi/cls_ui_res_loader.h"
+#include "res/layout_expr.h"
+#include "ui/event_handler_walk.h"
+#include "ui/text_pool.h"
+
+namespace ozgi {
+
+void cls_event_handler::move_by(int dx, int dy, bool with_children) {
+    if (dx == 0 && dy == 0) return;
+    invalidate(true);
+    m_x += dx;
+    m_y += dy;
+    m_moved_x += dx;
+    m_moved_y += dy;
+    if (with_children) {
+        std::vector<cls_event_handler*> all;
+        collect_descendants(this, &all);
+        for (cls_event_handler* d : all) {
+            d->m_x += dx;
+            d->m_y += dy;
+        }
+    }
+    invalidate(true);
+}
+
+void cls_event_handler::move_by(const cls_size& distance, bool with_children) {
+    move_by(distance.width(), distance.height(), with_children);
+}
+
+void cls_event_handler::set_height(int height, bool relayout_children) {
+    invalidate(true);
+    m_h = height;
+    set_fixed_layout(1, height);
+    if (relayout_children)
+        for (cls_event_handler* c : m_children) c->relayout(true);
+    invalidate(true);
+}
+
+void cls_event_handler::set_width(int width, bool relayout_children) {
+    invalidate(true);
+    m_w = width;
+    set_fixed_layout(0, width);
+    if (relayout_children)
+        for (cls_event_handler* c : m_children) c->relayout(true);
+    invalidate(true);
+}
+
+void cls_event_handler::set_geometry(int x, int y, int w, int h) {
+    m_x = x;
+    m_y = y;
+    m_w = w;
+    m_h = h;
+}
+
+void cls_event_handler::screen_rect(int* x, int* y, int* w, int* h) const {
+    cls_page* p = page();
+    *x = m_x;
+    // A page scrolls its content, not itself: its background stays on screen.
+    *y = m_y - (p && p != this ? p->scroll_y() : 0);
+    *w = m_w;
+    *h = m_h;
+}
+
+bool cls_event_handler::content_size(int* width, int* height) {
+    *width = 0;
+    *height = 0;
+    return false;
+}
+
+void cls_event_handler::invalidate(bool with_children) {
+    cls_root_container* root = cls_root_container::ins();
+    if (!root) return;
+    // Only the top page is on the screen; changes below it need no repaint.
+    cls_page* p = page();
+    if (p && p != root->top_page()) return;
+    int x, y, w, h;
+    screen_rect(&x, &y, &w, &h);
+    cls_ozgi_gui::ins()->invalidate_rect(x, y, w, h);
+    if (with_children)
+        for (cls_event_handler* c : m_children) c->invalidate(true);
+}
+
+
+namespace {
+
+const char* const GEOMETRY_ATTRS[4] = {"width", "height", "left", "top"};
+
+int geometry_index(const cls_string& attr) {
+    for (int i = 0; i < 4; ++i)
+        if (attr == GEOMETRY_ATTRS[i]) return i;
+    return -1;
+}
+
+} // namespace
+
+void cls_event_handler::set_layout_expr(const cls_string& attr, const cls_string& expr, const cls_string& file) {
+    int i = geometry_index(attr);
+    if (i < 0) return;
+    layout_expr_t& e = m_layout_exprs[i];
+    e.expr = intern_text(expr);
+    e.is_fixed = false;
+    e.uses_content = expr.find("content_") >= 0;
+    if (file.is_not_empty() || !e.file) e.file = intern_text(file);
+}
+
+void cls_event_handler::set_fixed_layout(int index, int value) {
+    layout_expr_t& e = m_layout_exprs[index];
+    e.expr = nullptr;
+    e.is_fixed = true;
+    e.fixed = value;
+    e.uses_content = false;
+}
+
+void cls_event_handler::relayout(bool with_children) {
+    cls_ui_res_loader* loader = cls_ui_res_loader::ins();
+    for (int i = 0; i < 4; ++i) {
+        const layout_expr_t& e = m_layout_exprs[i];
+        int v = 0;
+        if (e.is_fixed) {
+            v = e.fixed;
+        } else if (e.expr) {
+            cls_string error;
+            if (!eval_layout_expr(*e.expr, this, loader->screen_width(), loader->screen_height(), &v, &error))
+                OZGI_FATAL("Bad expression in %s, attribute %s: \"%s\" (%s).", e.file ? e.file->c_str() : "",
+                           GEOMETRY_ATTRS[i], e.expr->c_str(), error.c_str());
+        } else {
+            continue;
+        }
+        if (i == 0) m_w = v;
+        else if (i == 1) m_h = v;
+        else if (i == 2) m_x = v + m_moved_x;
+        else m_y = v + m_moved_y;
+    }
+    if (with_children)
+        for (cls_event_handler* c : m_children) c->relayout(true);
+}
+
+bool cls_event_handler::uses_content_size() const {
+    for (const layout_expr_t& e : m_layout_exprs)
+        if (e.uses_content) return true;
+    return false;
+}
+
+} // namespace ozgi
