@@ -9,6 +9,7 @@
 #include <string>
 
 #include "app_test_util.h"
+#include "emulator.h"
 
 using namespace app_test;
 
@@ -44,6 +45,7 @@ const int CLICK_Y = 96 + 5 + 32;
 } // namespace
 
 TEST(AppWindow, ClickOnASubMenuOpensItAndEscapeComesBack) {
+    if (test_emulator::active()) GTEST_SKIP() << test_emulator::skip_reason_sdl_window();
     for (const char* tool : {"xvfb-run", "xdotool", "import", "timeout"}) {
         if (!on_path(tool)) GTEST_SKIP() << tool << " is not installed";
     }

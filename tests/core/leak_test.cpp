@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "emulator.h"
 #include "ozgi/cls_array.h"
 #include "ozgi/cls_input_args.h"
 #include "ozgi/cls_mem_mgr.h"
@@ -75,14 +76,16 @@ child_result_t run_child(const std::string& child_test, const std::vector<std::s
     envp.push_back(nullptr);
 
     std::string filter = "--gtest_filter=core_leak_child." + child_test;
-    std::string exe = "/proc/self/exe";
-    char* argv[] = {&exe[0], &filter[0], nullptr};
+    std::vector<std::string> argv_s = test_emulator::command({test_emulator::self_exe(), filter});
+    std::vector<char*> argv;
+    for (std::string& a : argv_s) argv.push_back(&a[0]);
+    argv.push_back(nullptr);
 
     pid_t pid = ::fork();
     if (pid == 0) {
         ::dup2(out_fd, 1);
         ::dup2(err_fd, 2);
-        ::execve("/proc/self/exe", argv, envp.data());
+        ::execve(argv[0], argv.data(), envp.data());
         ::_exit(127);
     }
     ::close(out_fd);

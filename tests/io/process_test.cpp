@@ -8,6 +8,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "emulator.h"
 #include "ozgi/cls_file.h"
 #include "ozgi/cls_process.h"
 #include "ozgi/cls_time.h"
@@ -239,6 +240,7 @@ TEST(process, fast_writer_finishes_while_the_caller_only_sleeps) {
 }
 
 TEST(process, missing_program_gives_127_and_no_output) {
+    if (test_emulator::active()) GTEST_SKIP() << test_emulator::skip_reason_spawn_missing();
     for (auto argv : {args({"/nonexistent/program"}), args({"no_such_program_for_vesk_tests"})}) {
         cls_process p(argv, "");
         EXPECT_TRUE(p.is_ended());

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <string>
 
+#include "emulator.h"
 #include "ozgi/cls_canvas.h"
 #include "ozgi/if_display_backend.h"
 #include "render_test_util.h"
@@ -42,6 +43,7 @@ void pump(if_display_backend* backend, int ms, std::vector<input_t>* seen) {
 
 // Runs the sdl_inner tests in a copy of this program under a virtual X server.
 TEST(sdl, real_window_under_xvfb) {
+    if (test_emulator::active()) GTEST_SKIP() << test_emulator::skip_reason_sdl_window();
     if (!have("xvfb-run") || !have("xdotool") || !have("import")) GTEST_SKIP() << "xvfb-run, xdotool or import missing";
     char self[4096];
     ssize_t n = readlink("/proc/self/exe", self, sizeof(self) - 1);
@@ -143,7 +145,8 @@ TEST(sdl, no_display_names_the_ways_out) {
         ssize_t n = readlink("/proc/self/exe", self, sizeof(self) - 1);
         ASSERT_GT(n, 0);
         self[n] = '\0';
-        std::string log = run(self_env + "'" + self + "' --gtest_filter='sdl.no_display_names_the_ways_out' 2>&1");
+        std::string log = run(self_env + test_emulator::shell_prefix() + "'" + self +
+                              "' --gtest_filter='sdl.no_display_names_the_ways_out' 2>&1");
         EXPECT_NE(log.find("[  PASSED  ] 1 test"), std::string::npos) << log;
         return;
     }

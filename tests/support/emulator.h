@@ -3,6 +3,8 @@
 // this very test program again) go through the emulator when the build is a
 // cross build run under qemu-user: without binfmt support the kernel can't
 // start a foreign binary directly.
+#include <unistd.h>
+
 #include <string>
 #include <vector>
 
@@ -43,9 +45,32 @@ inline std::vector<std::string> command(const std::vector<std::string>& argv) {
     return all;
 }
 
-/// Why a test that can't work under the emulator is skipped.
+/// The emulator's words quoted for a shell command line, each followed by a
+/// blank ("" for a native build).
+inline std::string shell_prefix() {
+    std::string out;
+    for (const std::string& w : prefix()) out += "'" + w + "' ";
+    return out;
+}
+
+/// This test program's own path, to start it again: "/proc/self/exe" natively;
+/// under the emulator the real file (which the emulator itself must load).
+inline std::string self_exe() {
+    if (!active()) return "/proc/self/exe";
+    char path[4096];
+    ssize_t n = ::readlink("/proc/self/exe", path, sizeof(path) - 1);
+    if (n <= 0) return "/proc/self/exe";
+    return std::string(path, static_cast<size_t>(n));
+}
+
+/// Why a test of a missing program is skipped under the emulator.
 inline const char* skip_reason_spawn_missing() {
-    return "under qemu-user a missing program starts as a child exiting 127 instead of failing posix_spawn";
+    return "under qemu-user posix_spawn of a missing program gives a child exiting 127 instead of an error";
+}
+
+/// Why a test that opens an SDL window is skipped under the emulator.
+inline const char* skip_reason_sdl_window() {
+    return "an SDL window of a foreign binary under qemu-user (nested in Xvfb) can hang in Mesa";
 }
 
 } // namespace test_emulator
