@@ -1,0 +1,21 @@
+# Installation and Debian packages.
+#
+# `cmake --install` puts the program in bin/ (the framework's part is
+# framework/install.cmake). `cpack` makes vesk_VERSION_ARCH.deb with the program
+# and its boot service.
+include(GNUInstallDirs)
+
+install(TARGETS vesk RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT vesk)
+if(TARGET vesk-cli)
+  install(TARGETS vesk-cli RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT vesk)
+endif()
+
+# The boot service goes only into the package: a plain `cmake --install` must
+# not write to /etc.
+install(FILES ${PROJECT_SOURCE_DIR}/packaging/vesk.service DESTINATION lib/systemd/system
+        COMPONENT service EXCLUDE_FROM_ALL)
+install(FILES ${PROJECT_SOURCE_DIR}/packaging/vesk.default DESTINATION /etc/default RENAME vesk
+        COMPONENT service EXCLUDE_FROM_ALL)
+
+# --- Debian package -----------------------------------------------------------
+include(${CMAKE_CURRENT_LIST_DIR}/package.cmake)

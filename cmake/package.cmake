@@ -1,0 +1,38 @@
+# Debian package of the program: vesk_VERSION_ARCH.deb with vesk (and vesk-cli),
+# the boot service and its settings file, made by `cpack` in the build directory.
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_NAME vesk)
+set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
+set(CPACK_PACKAGE_CONTACT "vesk developers <vesk@localhost>")
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "touch-screen diagnostic menu for embedded Linux")
+set(CPACK_PACKAGE_DESCRIPTION
+    "vesk turns a directory of test programs into nested touch menus, reads each\n test's arguments from its --help text, runs it and shows its output and exit code.")
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_SECTION utils)
+set(CPACK_STRIP_FILES ON)
+
+# The package's architecture is the target's, not the build machine's.
+if(CMAKE_LIBRARY_ARCHITECTURE MATCHES "^aarch64")
+  set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE arm64)
+elseif(CMAKE_LIBRARY_ARCHITECTURE MATCHES "^arm.*hf$")
+  set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE armhf)
+elseif(CMAKE_LIBRARY_ARCHITECTURE MATCHES "^x86_64")
+  set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE amd64)
+endif()
+
+# The libraries come from dpkg-shlibdeps; the fonts are found at run time
+# through fontconfig, so they are named here.
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_PACKAGE_DEPENDS "fonts-dejavu-core, fonts-wqy-microhei, fontconfig")
+set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "adb")
+# /etc/default/vesk is the operator's to edit: an upgrade must keep it.
+file(WRITE ${PROJECT_BINARY_DIR}/packaging/conffiles "/etc/default/vesk\n")
+set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA ${PROJECT_BINARY_DIR}/packaging/conffiles)
+set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+
+# One package made of the program and the service; the framework is not in it.
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_COMPONENTS_GROUPING ALL_COMPONENTS_IN_ONE)
+set(CPACK_COMPONENTS_ALL vesk service)
+include(CPack)
