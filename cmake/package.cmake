@@ -25,7 +25,9 @@ endif()
 # through fontconfig, so they are named here.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_DEPENDS "fonts-dejavu-core, fonts-wqy-microhei, fontconfig")
-set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "adb")
+# Mesa's DRI drivers give SDL's KMSDRM driver its EGL, kms_swrast included on
+# boards without a GPU driver.
+set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "libgl1-mesa-dri, adb")
 # /etc/default/vesk is the operator's to edit: an upgrade must keep it.
 file(WRITE ${PROJECT_BINARY_DIR}/packaging/conffiles "/etc/default/vesk\n")
 set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA ${PROJECT_BINARY_DIR}/packaging/conffiles)

@@ -32,25 +32,33 @@ config=$(find "$prefix" -name ozgiConfig.cmake)
 "$prefix/bin/vesk" --help | head -n 1 | grep -qx "vesk: Display diagnostic menus based on directory." ||
   fail "the installed vesk does not print its usage"
 
+# With a shared libozgi (BUILD_SHARED_LIBS=ON) the linker takes it before the
+# static one, so every hello program finds it at run time here.
+shared=$(find "$prefix" -name 'libozgi.so.*' | head -n 1)
+if [ -n "$shared" ]; then
+  LD_LIBRARY_PATH=$(dirname "$shared")${LD_LIBRARY_PATH:+:$LD_LIBRARY_PATH}
+  export LD_LIBRARY_PATH
+fi
+
 # Runs a hello program headless and checks that its page shows the greeting.
 check_hello() {
   out=$(printf 'dump -\n' | "$@" --ozgi-video=headless --ozgi-script=-) || fail "$1 ended with a failure"
   echo "$out" | grep -q '"text": "Hello from ozgi"' || fail "$1 did not show its page: $out"
 }
 
-# pkg-config, static library.
+# pkg-config, with what a static library needs.
 export PKG_CONFIG_PATH="$(dirname "$pc")"
 flags=$(pkg-config --static --cflags --libs ozgi) || fail "pkg-config does not know ozgi"
 "$cxx" -std=c++17 -o "$work/hello_pc" "$here/hello/hello.cpp" $flags || fail "building against ozgi.pc"
 check_hello "$work/hello_pc"
-echo "pkg-config (static): ok"
+echo "pkg-config (--static): ok"
 
-# pkg-config, shared library (when the framework was built with BUILD_SHARED_LIBS=ON).
-shared=$(find "$prefix" -name 'libozgi.so.*' | head -n 1)
+# pkg-config, shared library.
 if [ -n "$shared" ]; then
   "$cxx" -std=c++17 -o "$work/hello_so" "$here/hello/hello.cpp" $(pkg-config --cflags --libs ozgi) ||
     fail "building against the shared libozgi"
-  LD_LIBRARY_PATH=$(dirname "$shared") check_hello "$work/hello_so"
+  readelf -d "$work/hello_so" | grep -q 'NEEDED.*libozgi\.so\.0' || fail "hello_so does not use libozgi.so.0"
+  check_hello "$work/hello_so"
   echo "pkg-config (shared $(basename "$shared")): ok"
 fi
 
@@ -59,9 +67,5 @@ fi
   >"$work/hello_cmake.log" 2>&1 || { cat "$work/hello_cmake.log"; fail "find_package(ozgi)"; }
 "$cmake" --build "$work/hello_build" >>"$work/hello_cmake.log" 2>&1 ||
   { cat "$work/hello_cmake.log"; fail "building with ozgi::ozgi"; }
-if [ -n "$shared" ]; then
-  LD_LIBRARY_PATH=$(dirname "$shared") check_hello "$work/hello_build/hello"
-else
-  check_hello "$work/hello_build/hello"
-fi
+check_hello "$work/hello_build/hello"
 echo "find_package: ok"
