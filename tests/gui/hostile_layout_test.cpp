@@ -131,7 +131,7 @@ int width_of(const std::string& name, const std::string& width) {
 void expect_width_fatal(const std::string& name, const std::string& width, const std::string& reason) {
     const char* layout = add_width_layout(name, width);
     EXPECT_EXIT(cls_ui_res_loader::ins()->load_layout(layout, nullptr), ::testing::ExitedWithCode(1),
-                fatal_line("cls_event_handler.cpp",
+                fatal_line("event_handler_geometry.cpp",
                            "Bad expression in " + name + ", attribute width: \"" + width + "\" (" + reason + ")."));
 }
 
