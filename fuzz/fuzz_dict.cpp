@@ -30,9 +30,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         cls_rom_file_mgr::ins()->register_file(RESOURCE_NAME, s_bytes->data(), static_cast<long long>(size));
         dict->add_dict(RESOURCE_NAME);
 
-        // A key without an entry shows as itself.
-        vesk_fuzz::check(dict->translate("\x01 no such key", "zh_CN") == "\x01 no such key", "an unknown key is shown as it is");
+        // A language without a dictionary shows every key as itself.
+        vesk_fuzz::check(dict->translate("Back", "fr_FR") == "Back", "a key in an unknown language is itself");
         dict->translate("Back", "zh_CN");
+        dict->translate("Back", "en_US");
     });
     return 0;
 }
