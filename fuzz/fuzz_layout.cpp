@@ -5,7 +5,6 @@
 #include <cstdint>
 
 #include "fuzz_support.h"
-#include "known_findings.h"
 #include "ozgi/cls_cmn_item.h"
 #include "ozgi/cls_event_handler.h"
 #include "ozgi/cls_mem_mgr.h"
@@ -21,7 +20,7 @@ typedef cls_xml_parser::xml_tree_t tree_t;
 
 // Whether every file the layout includes is a registered resource (a name that
 // would be read from the file system could be any file of the machine, a device
-// or a FIFO, which says nothing about the loader), and no known finding is hit.
+// or a FIFO, which says nothing about the loader).
 bool fit_to_load(const tree_t& tree) {
     cls_rom_file_mgr* rom = cls_rom_file_mgr::ins();
     cls_array<const tree_t::node_t*> stack;
@@ -31,9 +30,6 @@ bool fit_to_load(const tree_t& tree) {
         stack.remove_at(stack.count() - 1);
         const cls_string* file = node->data.attr("file_name");
         if (file && !rom->has(cls_string(cls_ui_res_loader::XML_DIR) + *file) && !rom->has(*file)) return false;
-        const cls_string* target = node->data.attr("name");
-        if (target && node->data.name == "child_attr" && vesk_fuzz::member_pattern_too_costly(target->c_str()))
-            return false;
         for (const tree_t::node_t* c = node->first_child; c; c = c->next_sibling) stack.append(c);
     }
     return true;
