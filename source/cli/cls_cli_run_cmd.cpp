@@ -158,7 +158,10 @@ int cls_cli_run_cmd::run_one(const cls_cli_options& options, const cls_cli_menu&
 
     cls_array<cls_sp<cls_vesk_run_record>> records;
     records.append(record);
-    bool written = write_json(options, *record) & write_junit(options, records);
+    // Both files are written even when the first fails.
+    bool json_written = write_json(options, *record);
+    bool junit_written = write_junit(options, records);
+    bool written = json_written && junit_written;
     if (result.timed_out) {
         error_line(test.path + ": timed out after " + seconds(record->duration_ms()));
         return TIMEOUT_STATUS;
