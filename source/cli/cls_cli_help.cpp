@@ -63,28 +63,7 @@ bool cls_cli_help::parse(cls_array<arg_info_t>* args, cls_array<cls_string>* lin
             ok = false;
             continue;
         }
-        // The same mapping as the device singleton's, capture by capture.
-        arg_info_t arg;
-        for (int c = 0; c < captures.count(); ++c) {
-            const ozgi::name_val_t& capture = captures[c];
-            if (capture.name == "arg_name") {
-                arg.arg_name = capture.value;
-            } else if (capture.name == "lower_bound") {
-                arg.values.append(capture.value);
-                arg.arg_type = 0;
-            } else if (capture.name == "higher_bound") {
-                arg.values.append(capture.value);
-            } else if (capture.name == "list_item") {
-                arg.values.append(capture.value);
-                arg.arg_type = 1;
-            } else if (capture.name == "default_value") {
-                arg.default_value = capture.value;
-            } else if (capture.name == "step") {
-                arg.step = capture.value;
-            } else if (capture.name == "arg_desc") {
-                arg.arg_desc = capture.value;
-            }
-        }
+        arg_info_t arg = cls_vesk_device::arg_of_captures(captures);
         if (arg.default_value.is_empty() && !arg.values.is_empty()) arg.default_value = arg.values[0];
         args->append(arg);
         lines->append(line);

@@ -307,27 +307,7 @@ void cls_vesk_device::parse_arg_lines(const cls_string& help_msg, cls_array<arg_
             OZGI_FATAL("%s", message.c_str());
         }
 
-        arg_info_t arg;
-        for (int c = 0; c < captures.count(); ++c) {
-            const ozgi::name_val_t& capture = captures[c];
-            if (capture.name == "arg_name") {
-                arg.arg_name = capture.value;
-            } else if (capture.name == "lower_bound") {
-                arg.values.append(capture.value);
-                arg.arg_type = 0;
-            } else if (capture.name == "higher_bound") {
-                arg.values.append(capture.value);
-            } else if (capture.name == "list_item") {
-                arg.values.append(capture.value);
-                arg.arg_type = 1;
-            } else if (capture.name == "default_value") {
-                arg.default_value = capture.value;
-            } else if (capture.name == "step") {
-                arg.step = capture.value;
-            } else if (capture.name == "arg_desc") {
-                arg.arg_desc = capture.value;
-            }
-        }
+        arg_info_t arg = arg_of_captures(captures);
         if (arg.default_value.is_empty()) {
             // The pattern always captures a range or an item, so this cannot fail;
             // the check stays in case the pattern ever changes.
@@ -338,6 +318,31 @@ void cls_vesk_device::parse_arg_lines(const cls_string& help_msg, cls_array<arg_
         }
         args->append(arg);
     }
+}
+
+cls_vesk_device::arg_info_t cls_vesk_device::arg_of_captures(const cls_array<ozgi::name_val_t>& captures) {
+    arg_info_t arg;
+    for (int c = 0; c < captures.count(); ++c) {
+        const ozgi::name_val_t& capture = captures[c];
+        if (capture.name == "arg_name") {
+            arg.arg_name = capture.value;
+        } else if (capture.name == "lower_bound") {
+            arg.values.append(capture.value);
+            arg.arg_type = 0;
+        } else if (capture.name == "higher_bound") {
+            arg.values.append(capture.value);
+        } else if (capture.name == "list_item") {
+            arg.values.append(capture.value);
+            arg.arg_type = 1;
+        } else if (capture.name == "default_value") {
+            arg.default_value = capture.value;
+        } else if (capture.name == "step") {
+            arg.step = capture.value;
+        } else if (capture.name == "arg_desc") {
+            arg.arg_desc = capture.value;
+        }
+    }
+    return arg;
 }
 
 void cls_vesk_device::execute() {

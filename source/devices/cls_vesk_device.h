@@ -4,6 +4,7 @@
 // arguments. Every page talks to this object only, never to a device.
 #include "devices/if_vesk_device.h"
 #include "ozgi/cls_array.h"
+#include "ozgi/cls_regex.h"
 #include "ozgi/cls_sp.h"
 #include "ozgi/cls_string.h"
 
@@ -119,6 +120,9 @@ public:
     /// is not an argument line is fatal, with the line and a caret under the first
     /// character that could not be matched.
     static void parse_arg_lines(const ozgi::cls_string& help_msg, ozgi::cls_array<arg_info_t>* args);
+    /// The record of one argument line from the captures of ARG_LINE_PATTERN, as
+    /// matched; the default is left empty when the line gives none.
+    static arg_info_t arg_of_captures(const ozgi::cls_array<ozgi::name_val_t>& captures);
     /// A copy of the selected test's help text.
     ozgi::cls_sp<ozgi::cls_string> help_msg();
     /// Starts the selected test with every argument as "--name" and its value.
