@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <cstring>
+#include <string>
 
 #include "ozgi/cls_array.h"
 #include "ozgi/cls_string.h"
@@ -417,4 +419,38 @@ TEST(core_string, data_is_writable) {
     cls_string s("abc");
     s.data()[1] = 'X';
     EXPECT_STREQ(s.c_str(), "aXc");
+}
+
+// Strings of several MiB live in their own mappings (so that they grow without
+// copying); crossing that size in every way keeps every byte.
+TEST(core_string, large_strings_keep_their_text_while_growing) {
+    const int piece = 64 * 1024;
+    cls_string s;
+    for (int i = 0; i < 160; ++i) {  // 10 MiB in reads of 64 KiB, as a captured pipe grows
+        char* room = s.append_buffer(piece);
+        std::memset(room, 'a' + i % 26, piece);
+        s.commit_append(piece);
+    }
+    ASSERT_EQ(s.length(), 160 * piece);
+    for (int i = 0; i < 160; ++i) {
+        ASSERT_EQ(s[i * piece], 'a' + i % 26) << i;
+        ASSERT_EQ(s[i * piece + piece - 1], 'a' + i % 26) << i;
+    }
+    EXPECT_EQ(s.c_str()[s.length()], '\0');
+
+    cls_string copy(s);
+    EXPECT_TRUE(copy == s);
+    cls_string assigned;
+    assigned = s;
+    EXPECT_TRUE(assigned == s);
+}
+
+TEST(core_string, appending_a_string_to_itself_across_the_large_size) {
+    cls_string s(std::string(3 * 1024 * 1024, 'x').c_str());
+    s += "end";
+    s.append(s.c_str(), s.length());
+    ASSERT_EQ(s.length(), 2 * (3 * 1024 * 1024 + 3));
+    EXPECT_EQ(s.find("end"), 3 * 1024 * 1024);
+    EXPECT_EQ(s.find("end", 3 * 1024 * 1024 + 1), s.length() - 3);
+    EXPECT_EQ(s[3 * 1024 * 1024 + 3], 'x');
 }

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "core/large_block.h"
 #include "ozgi/cls_array.h"
 #include "ozgi/cls_log.h"
 #include "ozgi/size_math.h"
@@ -34,13 +35,19 @@ cls_string::cls_string(char c, int count) : m_buf(nullptr), m_len(0), m_cap(0) {
     m_buf[m_len] = '\0';
 }
 
-cls_string::~cls_string() { std::free(m_buf); }
+cls_string::~cls_string() {
+    if (m_buf && is_large_block(static_cast<size_t>(m_cap) + 1)) large_block_release(m_buf, static_cast<size_t>(m_cap) + 1);
+    else std::free(m_buf);
+}
 
 void cls_string::reserve(int capacity) {
     if (capacity <= m_cap) return;
     // Doubling keeps appends amortised O(1) even for very long outputs.
     int cap = size_math::grown_capacity(m_cap < 15 ? 15 : m_cap, capacity);
-    char* buf = static_cast<char*>(std::realloc(m_buf, static_cast<size_t>(cap) + 1));
+    size_t bytes = static_cast<size_t>(cap) + 1;
+    char* buf = is_large_block(bytes)
+                    ? static_cast<char*>(large_block_grow(m_buf, m_buf ? static_cast<size_t>(m_cap) + 1 : 0, bytes))
+                    : static_cast<char*>(std::realloc(m_buf, bytes));
     if (!buf) OZGI_FATAL("Out of memory growing a string to %d bytes.", cap);
     m_buf = buf;
     m_cap = cap;
