@@ -65,6 +65,9 @@ void cls_adb_vesk_device::build_menu_tree(const cls_string& root_dir, menu_tree_
     m_root_dir = root_dir.is_empty() ? cls_string("/dfs/vesk/") : root_dir;
 
     // Unlike the local device, the dictionary goes over as text: its path is on the target.
+    // FIXME: a FIFO named dict.xml on the target is pulled like a file, and the pull
+    // then waits for a writer; telling it apart would take an "ls -ld" call before the
+    // pull, which the device's fixed sequence of adb commands has no room for.
     cls_sp<cls_string> dict = read_remote_file(m_root_dir + "/dict.xml");
     if (dict.is_not_null()) ozgi::cls_ui_text_dict::ins()->add_dict(*dict);
 
