@@ -454,3 +454,23 @@ TEST(core_string, appending_a_string_to_itself_across_the_large_size) {
     EXPECT_EQ(s.find("end", 3 * 1024 * 1024 + 1), s.length() - 3);
     EXPECT_EQ(s[3 * 1024 * 1024 + 3], 'x');
 }
+
+// has_line answers as a search of split_to_lines' lines would, for every line of
+// texts with every kind of line end, and for texts that are not lines.
+TEST(core_string, has_line_agrees_with_split_to_lines) {
+    const char* texts[] = {"", "one", "one\n", "one\ntwo", "one\r\ntwo\r\n", "a\n\nb", "\n", "\r\n", "x\r\r\ny\r",
+                           "ab\nb\nabc", "\rq\n", "tail\r"};
+    const char* probes[] = {"", "one", "two", "a", "b", "ab", "abc", "x", "x\r", "y", "\r", "q", "\rq", "tail",
+                            "tail\r", "one\ntwo", "ne", "on"};
+    for (const char* t : texts) {
+        cls_string text(t);
+        cls_array<cls_string> lines;
+        text.split_to_lines(&lines);
+        for (const char* p : probes) {
+            bool expected = false;
+            for (int i = 0; i < lines.count(); ++i)
+                if (lines[i] == p) expected = true;
+            EXPECT_EQ(text.has_line(cls_string(p)), expected) << "text \"" << t << "\" line \"" << p << "\"";
+        }
+    }
+}

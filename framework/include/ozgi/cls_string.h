@@ -132,6 +132,9 @@ public:
     /// Splits the text at "\n"; a "\r" before the "\n" is dropped, and a trailing
     /// newline does not make an empty last line. Lines are appended to `lines`.
     void split_to_lines(cls_array<cls_string>* lines) const;
+    /// Whether one of the lines split_to_lines would give equals `line`, found
+    /// without making them (a long text is not copied line by line).
+    bool has_line(const cls_string& line) const;
     /// The last component of a path ("a/b/c" gives "c"; "a/b/" gives "").
     cls_string file_name() const;
 

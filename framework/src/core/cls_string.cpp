@@ -303,6 +303,31 @@ void cls_string::split_to_lines(cls_array<cls_string>* lines) const {
     }
 }
 
+bool cls_string::has_line(const cls_string& line) const {
+    // A line never holds a newline.
+    if (line.find('\n') != NOT_FOUND) return false;
+    if (line.is_empty()) {
+        // Lines as split_to_lines makes them: a newline at the very end ends the last one.
+        for (int start = 0; start < m_len;) {
+            int nl = find('\n', start);
+            int end = nl == NOT_FOUND ? m_len : nl;
+            if (end == start || (end == start + 1 && m_buf[start] == '\r')) return true;
+            if (nl == NOT_FOUND) break;
+            start = nl + 1;
+        }
+        return false;
+    }
+    for (int at = find(line.c_str()); at != NOT_FOUND; at = find(line.c_str(), at + 1)) {
+        if (at > 0 && m_buf[at - 1] != '\n') continue;
+        int after = at + line.length();
+        // The line ends at the text's end or at a newline, with one "\r" before it
+        // dropped: a line that itself ends in "\r" is only found followed by another.
+        if ((after == m_len || m_buf[after] == '\n') && line[line.length() - 1] != '\r') return true;
+        if (m_buf[after] == '\r' && (after + 1 == m_len || m_buf[after + 1] == '\n')) return true;
+    }
+    return false;
+}
+
 cls_string cls_string::file_name() const {
     int slash = rfind("/");
     return slash == NOT_FOUND ? *this : sub_str(slash + 1);

@@ -84,12 +84,7 @@ bool page_shows(cls_event_handler* item, const cls_string& text) {
         const cls_label* l = dynamic_cast<const cls_label*>(c);
         if (l && l->is_visible()) {
             if (l->shown_text() == text) return true;
-            if (l->is_multi_line()) {
-                cls_array<cls_string> lines;
-                l->shown_text().split_to_lines(&lines);
-                for (int k = 0; k < lines.count(); ++k)
-                    if (lines[k] == text) return true;
-            }
+            if (l->is_multi_line() && l->shown_text().has_line(text)) return true;
         }
         if (page_shows(c, text)) return true;
     }
