@@ -23,6 +23,7 @@
 
 #include "device_test_util.h"
 #include "mini_json.h"
+#include "wait_util.h"
 
 extern char** environ;
 
@@ -254,13 +255,8 @@ inline pid_t spawn_program(const run_opts_t& o, int in_fd, int out_fd, int err_f
     return pid;
 }
 
-inline int wait_status(pid_t pid) {
-    int status = 0;
-    while (::waitpid(pid, &status, 0) < 0) {
-    }
-    if (WIFEXITED(status)) return WEXITSTATUS(status);
-    return 128 + WTERMSIG(status);
-}
+/// Waits for the child `pid` to end; its exit code, or 128 plus the signal that ended it.
+inline int wait_status(pid_t pid) { return test_wait::exit_code(test_wait::reap_child(pid, -1)); }
 
 /// The outcome of one run of the program.
 struct run_result {

@@ -18,6 +18,7 @@
 
 #include "../core/fatal_matcher.h"
 #include "app_test_util.h"
+#include "wait_util.h"
 
 using namespace app_test;
 
@@ -59,45 +60,6 @@ pid_t start(const std::vector<std::string>& args, const std::vector<std::string>
     return pid;
 }
 
-// Waits for the program's end with a bound far above any clean end; a program
-// still running then is killed and reported as -1.
-int finish(pid_t pid) {
-    int status = 0;
-    for (int i = 0; i < 3000; ++i) {
-        pid_t got = ::waitpid(pid, &status, WNOHANG);
-        if (got == pid) return status;
-        ::usleep(10000);
-    }
-    ::kill(pid, SIGKILL);
-    ::waitpid(pid, &status, 0);
-    return -1;
-}
-
-// Whether a process is gone: not there, or a zombie that only waits for its parent.
-bool gone(int pid) {
-    std::ifstream in("/proc/" + std::to_string(pid) + "/stat");
-    std::string line;
-    if (!std::getline(in, line)) return true;
-    size_t paren = line.rfind(')');
-    return paren != std::string::npos && paren + 2 < line.size() && (line[paren + 2] == 'Z' || line[paren + 2] == 'X');
-}
-
-// Waits (bounded) until the process is gone.
-bool ends_soon(int pid) {
-    for (int i = 0; i < 500 && !gone(pid); ++i) ::usleep(10000);
-    return gone(pid);
-}
-
-// Waits (bounded) until `path` holds a whole line; returns it without the newline.
-std::string wait_line(const std::string& path) {
-    for (int i = 0; i < 3000; ++i) {
-        std::string text = read_file(path);
-        if (!text.empty() && text.back() == '\n') return text.substr(0, text.size() - 1);
-        ::usleep(10000);
-    }
-    return "";
-}
-
 class AppStop : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -134,7 +96,7 @@ protected:
     }
     int finish_after(pid_t pid, int sig) {
         ::kill(pid, sig);
-        return finish(pid);
+        return test_wait::reap_child(pid, 30000);
     }
 
     temp_dir m_menu;
@@ -147,7 +109,7 @@ TEST_F(AppStop, TermAndIntEndAnIdlePageWithEitherBackend) {
             SCOPED_TRACE(std::string(sdl ? "sdl offscreen" : "headless") + (sig == SIGTERM ? " SIGTERM" : " SIGINT"));
             std::remove(m_work.at("ready").c_str());
             pid_t pid = start_menu("dump " + m_work.at("ready") + "\nwait 600000\n", sdl);
-            ASSERT_FALSE(wait_line(m_work.at("ready")).empty());
+            ASSERT_FALSE(test_wait::wait_line(m_work.at("ready"), 30000).empty());
             expect_ends_by(pid, sig);
         }
     }
@@ -158,13 +120,13 @@ TEST_F(AppStop, TermAndIntDuringARunningTestStopItsWholeProcessGroup) {
         SCOPED_TRACE(sig == SIGTERM ? "SIGTERM" : "SIGINT");
         for (const char* f : {"test.pid", "bg.pid"}) std::remove(m_work.at(f).c_str());
         pid_t pid = start_menu("tap_text long_test\ntap_text Execute test\nwait_text started 20000\nwait 600000\n");
-        std::string test_pid = wait_line(m_work.at("test.pid"));
-        std::string bg_pid = wait_line(m_work.at("bg.pid"));
+        std::string test_pid = test_wait::wait_line(m_work.at("test.pid"), 30000);
+        std::string bg_pid = test_wait::wait_line(m_work.at("bg.pid"), 30000);
         ASSERT_FALSE(test_pid.empty());
         ASSERT_FALSE(bg_pid.empty());
         expect_ends_by(pid, sig);
-        EXPECT_TRUE(ends_soon(std::stoi(test_pid))) << "the test's shell still runs";
-        EXPECT_TRUE(ends_soon(std::stoi(bg_pid))) << "the test's background child still runs";
+        EXPECT_TRUE(test_wait::wait_gone(std::stoi(test_pid), 5000)) << "the test's shell still runs";
+        EXPECT_TRUE(test_wait::wait_gone(std::stoi(bg_pid), 5000)) << "the test's background child still runs";
     }
 }
 
@@ -174,10 +136,10 @@ TEST_F(AppStop, TermWhileAPageWaitsForAHelpTextStopsTheTest) {
         std::remove(m_work.at("help.pid").c_str());
         // The page's init waits for the help text, which never ends.
         pid_t pid = start_menu("tap_text endless_help\nwait 600000\n");
-        std::string help_pid = wait_line(m_work.at("help.pid"));
+        std::string help_pid = test_wait::wait_line(m_work.at("help.pid"), 30000);
         ASSERT_FALSE(help_pid.empty());
         expect_ends_by(pid, sig);
-        EXPECT_TRUE(ends_soon(std::stoi(help_pid))) << "the test asked for its help still runs";
+        EXPECT_TRUE(test_wait::wait_gone(std::stoi(help_pid), 5000)) << "the test asked for its help still runs";
     }
 }
 
@@ -192,7 +154,7 @@ TEST_F(AppStop, NoDisplayByDefaultSaysHowToRunAndFails) {
                       environment({"SDL_VIDEODRIVER", "DISPLAY", "WAYLAND_DISPLAY", "XDG_RUNTIME_DIR"},
                                   {"XDG_RUNTIME_DIR=" + runtime}),
                       m_work.at("out.txt"), m_work.at("err.txt"));
-    int status = finish(pid);
+    int status = test_wait::reap_child(pid, 30000);
     ASSERT_TRUE(WIFEXITED(status));
     EXPECT_EQ(WEXITSTATUS(status), 1);
     std::string err = read_file(m_work.at("err.txt"));
@@ -207,7 +169,7 @@ TEST_F(AppStop, NoDisplayByDefaultSaysHowToRunAndFails) {
 
 TEST_F(AppStop, TheOffscreenDriverRunsWhenAskedFor) {
     pid_t pid = start_menu("dump " + m_work.at("ready") + "\n", true);
-    int status = finish(pid);
+    int status = test_wait::reap_child(pid, 30000);
     ASSERT_TRUE(WIFEXITED(status));
     EXPECT_EQ(WEXITSTATUS(status), 0) << read_file(m_work.at("err.txt"));
     EXPECT_TRUE(parse_dump(read_file(m_work.at("ready"))).valid);

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "../app/app_test_util.h"
+#include "wait_util.h"
 
 namespace cli_test {
 
@@ -68,13 +69,7 @@ inline run_result cli_adb(const std::string& dir, std::vector<std::string> args)
 }
 
 /// Whether a process with id `pid` still exists (a zombie does not count).
-inline bool process_alive(int pid) {
-    if (pid <= 0) return false;
-    std::string stat = app_test::read_file("/proc/" + std::to_string(pid) + "/stat");
-    if (stat.empty()) return false;
-    size_t close = stat.rfind(')');
-    return close != std::string::npos && close + 2 < stat.size() && stat[close + 2] != 'Z';
-}
+inline bool process_alive(int pid) { return !test_wait::process_gone(pid); }
 
 /// The lines of `text`.
 inline std::vector<std::string> lines_of(const std::string& text) {

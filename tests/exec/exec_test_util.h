@@ -264,7 +264,9 @@ private:
         if (eat("null")) return v;
         size_t used = 0;
         v.kind = json_t::NUM;
-        v.num = std::stoll(m_s.substr(m_i), &used);
+        // Only the number's few characters are copied, not the rest of the dump
+        // (which may hold megabytes of text after it).
+        v.num = std::stoll(m_s.substr(m_i, 32), &used);
         m_i += used;
         return v;
     }

@@ -49,7 +49,7 @@ inline std::string literal_re(const std::string& text) {
 
 /// The full standard-error text expected when `pattern` is refused for `reason` at `where`.
 inline std::string malformed_re(const std::string& pattern, const std::string& reason, int where) {
-    return "^FATAL [^\n]*cls_regex[.]cpp:[0-9]+: " +
+    return "^FATAL [^\n]*cls_regex_compile[.]cpp:[0-9]+: " +
            literal_re("Malformed regular expression \"" + pattern + "\": " + reason + " at character " +
                       std::to_string(where) + ".") +
            "\n$";

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <cstring>
 
 #include "ozgi/cls_canvas.h"
 #include "ozgi/cls_font_mgr.h"
@@ -28,6 +29,44 @@ bool unfinished_sequence(const char* text, int length, int pos) {
         if ((static_cast<unsigned char>(text[i]) & 0xC0) != 0x80) return false;
     return true;
 }
+
+/// Advances of the characters met while scanning, so that a long text costs one
+/// table load per character instead of a glyph lookup. Lives for one scan (the
+/// fonts may change between scans); ASCII has a table of its own, other
+/// characters a small direct-mapped cache, set up only when one is met.
+class advance_cache_t {
+public:
+    advance_cache_t(cls_font_mgr* fonts, int px_size) : m_fonts(fonts), m_px_size(px_size), m_wide_ready(false) {
+        std::memset(m_ascii, -1, sizeof(m_ascii));
+    }
+    int ascii(unsigned char c) {
+        int a = m_ascii[c];
+        if (a < 0) a = m_ascii[c] = m_fonts->glyph(c, m_px_size)->advance;
+        return a;
+    }
+    int wide(uint32_t cp) {
+        if (!m_wide_ready) {
+            // 0 is ASCII, never a key here: every slot starts empty.
+            std::memset(m_keys, 0, sizeof(m_keys));
+            m_wide_ready = true;
+        }
+        unsigned slot = cp % WIDE_SLOTS;
+        if (m_keys[slot] != cp) {
+            m_keys[slot] = cp;
+            m_wide[slot] = m_fonts->glyph(cp, m_px_size)->advance;
+        }
+        return m_wide[slot];
+    }
+
+private:
+    static constexpr unsigned WIDE_SLOTS = 512;
+    cls_font_mgr* m_fonts;
+    int m_px_size;
+    bool m_wide_ready;
+    int m_ascii[128];
+    uint32_t m_keys[WIDE_SLOTS];
+    int m_wide[WIDE_SLOTS];
+};
 
 } // namespace
 
@@ -172,7 +211,7 @@ void cls_text_layout::end_line(int width, int start) {
 
 void cls_text_layout::scan(int end) {
     if (m_text->is_empty()) return;
-    cls_font_mgr* fonts = cls_font_mgr::ins();
+    advance_cache_t advances(cls_font_mgr::ins(), m_px_size);
     const char* text = m_text->c_str();
     int length = end < 0 ? m_text->length() : end;
     int pos = m_scanned_to;
@@ -186,6 +225,16 @@ void cls_text_layout::scan(int end) {
     int break_consumed = 0;
     bool after_space = false;
     while (pos < length) {
+        if (!wrap) {
+            // Without wrapping a run of plain ASCII only adds up advances.
+            while (pos < length) {
+                unsigned char u = static_cast<unsigned char>(text[pos]);
+                if (u >= 0x80 || u == '\n' || u == '\r') break;
+                width += advances.ascii(u);
+                ++pos;
+            }
+            if (pos == length) break;
+        }
         char c = text[pos];
         if (m_multi_line && c == '\n') {
             end_line(width, pos + 1);
@@ -199,10 +248,18 @@ void cls_text_layout::scan(int end) {
             ++pos;
             continue;
         }
-        if (unfinished_sequence(text, length, pos)) break;
         int next = pos;
-        int32_t cp = cls_font_mgr::decode_utf8(text, length, &next);
-        int advance = fonts->glyph(static_cast<uint32_t>(cp), m_px_size)->advance;
+        int32_t cp;
+        int advance;
+        if (static_cast<unsigned char>(c) < 0x80) {
+            cp = static_cast<unsigned char>(c);
+            ++next;
+            advance = advances.ascii(static_cast<unsigned char>(c));
+        } else {
+            if (unfinished_sequence(text, length, pos)) break;
+            cp = cls_font_mgr::decode_utf8(text, length, &next);
+            advance = advances.wide(static_cast<uint32_t>(cp));
+        }
         if (wrap) {
             int line_start = m_line_starts.last();
             if (cp == ' ') {
