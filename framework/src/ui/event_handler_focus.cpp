@@ -13,6 +13,7 @@ void cls_event_handler::hide() { set_visible(false); }
 void cls_event_handler::set_visible(bool visible) {
     if (m_visible == visible) return;
     m_visible = visible;
+    mark_bounds_stale();
     invalidate(true);
     if (!visible) {
         cls_page* p = page();
@@ -41,6 +42,19 @@ bool shown_self(const cls_event_handler* item) {
 }
 
 } // namespace
+
+void cls_event_handler::set_focusable(bool focusable) {
+    if (m_focusable == focusable) return;
+    m_focusable = focusable;
+    // The show_on_focus items below may now follow another item's focus.
+    mark_subtree_bounds_stale();
+}
+
+void cls_event_handler::set_show_on_focus(bool on) {
+    if (m_show_on_focus == on) return;
+    m_show_on_focus = on;
+    mark_bounds_stale();
+}
 
 bool cls_event_handler::shown_by_itself() const { return shown_self(this); }
 
