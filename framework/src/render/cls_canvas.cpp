@@ -64,14 +64,20 @@ void cls_canvas::draw_picture_part(const cls_picture& pic, const cls_rect& src, 
     cls_rect d = cls_rect{dx, dy, s.w, s.h}.intersect(m_clip);
     if (d.is_empty()) return;
     bool blend_alpha = use_alpha && pic.has_alpha();
+    int src_x = s.x + (d.x - dx);
     for (int row = d.y; row < d.bottom(); ++row) {
-        const uint32_t* in = pic.pixels() + static_cast<long>(s.y + row - dy) * pic.width() + s.x + (d.x - dx);
+        int src_y = s.y + row - dy;
+        const uint32_t* in = pic.pixels() + static_cast<long>(src_y) * pic.width() + src_x;
         uint32_t* out = m_pixels + static_cast<long>(row) * m_stride + d.x;
         if (!blend_alpha) {
             for (int i = 0; i < d.w; ++i) out[i] = in[i] | 0xFF000000u;
             continue;
         }
-        for (int i = 0; i < d.w; ++i) {
+        // Wholly transparent pixels change nothing: only the row's visible span is blended.
+        int first = 0, end = 0;
+        pic.visible_span(src_y, &first, &end);
+        int from = std::max(0, first - src_x), to = std::min(d.w, end - src_x);
+        for (int i = from; i < to; ++i) {
             uint32_t p = in[i];
             uint32_t a = p >> 24;
             if (a == 255) out[i] = p;
@@ -108,6 +114,8 @@ void cls_canvas::draw_tiled_picture(const cls_picture& pic, const cls_rect& dst,
             cls_rect cell{dst_x[col], dst_y[row], dst_x[col + 1] - dst_x[col], dst_y[row + 1] - dst_y[row]};
             cls_rect part{src_x[col], src_y[row], src_x[col + 1] - src_x[col], src_y[row + 1] - src_y[row]};
             if (cell.is_empty() || part.is_empty()) continue;
+            // A wholly transparent part (a frame's middle) is not tiled at all.
+            if (use_alpha && pic.has_alpha() && pic.is_transparent(part)) continue;
             m_clip = saved.intersect(cell);
             if (m_clip.is_empty()) continue;
             // Only the tiles that meet the clip are drawn.

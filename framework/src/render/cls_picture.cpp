@@ -32,6 +32,45 @@ cls_picture::cls_picture(int width, int height, bool has_alpha)
     for (int i = 0; i < width * height; ++i) m_pixels.append(0);
 }
 
+void cls_picture::visible_span(int y, int* first, int* end) const {
+    if (!m_has_alpha) {
+        *first = 0;
+        *end = m_width;
+        return;
+    }
+    if (!m_spans_known) {
+        m_span_first.assign(static_cast<size_t>(m_height), 0);
+        m_span_end.assign(static_cast<size_t>(m_height), 0);
+        for (int row = 0; row < m_height; ++row) {
+            const uint32_t* p = m_pixels.begin() + static_cast<long>(row) * m_width;
+            int f = 0, e = m_width;
+            while (f < e && (p[f] >> 24) == 0) ++f;
+            while (e > f && (p[e - 1] >> 24) == 0) --e;
+            m_span_first[static_cast<size_t>(row)] = f;
+            m_span_end[static_cast<size_t>(row)] = e;
+        }
+        m_spans_known = true;
+    }
+    *first = m_span_first[static_cast<size_t>(y)];
+    *end = m_span_end[static_cast<size_t>(y)];
+}
+
+bool cls_picture::is_transparent(const cls_rect& part) const {
+    cls_rect p = part.intersect(cls_rect{0, 0, m_width, m_height});
+    if (p.is_empty()) return true;
+    if (!m_has_alpha) return false;
+    for (int y = p.y; y < p.bottom(); ++y) {
+        int first = 0, end = 0;
+        visible_span(y, &first, &end);
+        // Transparent columns inside the span may still hold visible ones between.
+        if (first >= end || first >= p.right() || end <= p.x) continue;
+        const uint32_t* row = m_pixels.begin() + static_cast<long>(y) * m_width;
+        for (int x = p.x > first ? p.x : first; x < p.right() && x < end; ++x)
+            if ((row[x] >> 24) != 0) return false;
+    }
+    return true;
+}
+
 cls_sp<cls_picture> cls_picture::decode_bmp(const void* data, long long size, cls_string* error) {
     const unsigned char* bytes = static_cast<const unsigned char*>(data);
     cls_string reason;
