@@ -273,3 +273,60 @@ TEST(canvas, blends_only_the_visible_spans_of_a_picture_exactly) {
         }
     }
 }
+
+TEST(canvas, nine_slice_matches_the_tiling_rule_pixel_for_pixel) {
+    cls_sp<cls_picture> pic = make_picture(17, 17, true, ring_pixel);
+    struct case_t {
+        cls_rect dst;
+        int left, right, top, bottom;
+        cls_rect clip;
+    };
+    const case_t cases[] = {{{1, 2, 37, 29}, 3, 4, 2, 5, {0, 0, 40, 40}},
+                            {{1, 2, 37, 29}, 3, 4, 2, 5, {5, 7, 20, 11}},
+                            {{-6, -3, 45, 41}, 0, 0, 0, 0, {2, 3, 30, 31}},
+                            {{4, 4, 5, 3}, 6, 6, 6, 6, {0, 0, 40, 40}},
+                            {{0, 0, 40, 40}, 8, 8, 8, 8, {13, 1, 9, 38}}};
+    for (bool use_alpha : {true, false}) {
+        for (const case_t& c : cases) {
+            cls_canvas canvas(40, 40);
+            for (int i = 0; i < 1600; ++i) canvas.pixels()[i] = 0xFF000000u | static_cast<uint32_t>(i * 40503u);
+            std::vector<uint32_t> want(canvas.pixels(), canvas.pixels() + 1600);
+            canvas.set_clip(c.clip);
+            canvas.draw_tiled_picture(*pic, c.dst, c.left, c.right, c.top, c.bottom, use_alpha);
+            // The rule, one pixel at a time: borders kept (shared out when the
+            // target is smaller), edges and middle repeated from their corner.
+            int l = c.left, r = c.right, t = c.top, b = c.bottom;
+            if (l + r > c.dst.w) {
+                int nl = c.dst.w * l / (l + r);
+                r = c.dst.w - nl;
+                l = nl;
+            }
+            if (t + b > c.dst.h) {
+                int nt = c.dst.h * t / (t + b);
+                b = c.dst.h - nt;
+                t = nt;
+            }
+            auto source = [](int d, int start, int size, int first, int last, int pic_size, int* s) {
+                int o = d - start;
+                if (o < first) *s = o;
+                else if (o >= size - last) *s = pic_size - (size - o);
+                else if (pic_size - first - last <= 0) return false;
+                else *s = first + (o - first) % (pic_size - first - last);
+                return true;
+            };
+            for (int y = 0; y < 40; ++y)
+                for (int x = 0; x < 40; ++x) {
+                    if (!c.clip.contains(x, y) || !c.dst.contains(x, y)) continue;
+                    int sx = 0, sy = 0;
+                    if (!source(x, c.dst.x, c.dst.w, l, r, 17, &sx) || !source(y, c.dst.y, c.dst.h, t, b, 17, &sy))
+                        continue;
+                    uint32_t p = pic->pixel(sx, sy);
+                    uint32_t& w = want[static_cast<size_t>(y * 40 + x)];
+                    w = use_alpha ? blend_one(w, p) : (p | 0xFF000000u);
+                }
+            for (int i = 0; i < 1600; ++i)
+                ASSERT_EQ(canvas.pixels()[i], want[static_cast<size_t>(i)])
+                    << "case " << (&c - cases) << " alpha " << use_alpha << " at " << i % 40 << "," << i / 40;
+        }
+    }
+}

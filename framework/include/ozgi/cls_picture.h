@@ -26,6 +26,7 @@ public:
     /// last drawing, not one kept from before it).
     uint32_t* pixels() {
         m_spans_known = false;
+        m_part_answers.clear();
         return m_pixels.begin();
     }
     /// The pixel at (x, y); the position must lie inside the picture.
@@ -40,12 +41,16 @@ public:
     /// transparent (alpha 0); *first == *end when the whole row is. A picture
     /// without alpha is opaque everywhere. Worked out once for all rows and kept.
     void visible_span(int y, int* first, int* end) const;
-    /// Whether every pixel of `part` (cut to the picture) is wholly transparent.
+    /// Whether every pixel of `part` (cut to the picture) is wholly transparent; the
+    /// answers for the last few parts are kept.
     bool is_transparent(const cls_rect& part) const;
 
     static cls_sp<cls_picture> decode_bmp(const void* data, long long size, cls_string* error);
 
 private:
+    // The check behind is_transparent, for a part inside the picture.
+    bool parts_pixels_transparent(const cls_rect& part) const;
+
     int m_width;
     int m_height;
     bool m_has_alpha;
@@ -54,6 +59,12 @@ private:
     // the last, for drawing with alpha that passes by the transparent parts.
     mutable std::vector<int> m_span_first, m_span_end;
     mutable bool m_spans_known = false;
+    // The parts asked about lately (a nine-slice asks for the same nine each time).
+    struct part_answer_t {
+        cls_rect part;
+        bool transparent;
+    };
+    mutable std::vector<part_answer_t> m_part_answers;
 };
 
 } // namespace ozgi

@@ -108,25 +108,55 @@ void cls_canvas::draw_tiled_picture(const cls_picture& pic, const cls_rect& dst,
     int src_y[4] = {0, top, pic.height() - bottom, pic.height()};
     int dst_x[4] = {dst.x, dst.x + left, dst.right() - right, dst.right()};
     int dst_y[4] = {dst.y, dst.y + top, dst.bottom() - bottom, dst.bottom()};
-    cls_rect saved = m_clip;
+    bool blend_alpha = use_alpha && pic.has_alpha();
     for (int row = 0; row < 3; ++row) {
         for (int col = 0; col < 3; ++col) {
             cls_rect cell{dst_x[col], dst_y[row], dst_x[col + 1] - dst_x[col], dst_y[row + 1] - dst_y[row]};
             cls_rect part{src_x[col], src_y[row], src_x[col + 1] - src_x[col], src_y[row + 1] - src_y[row]};
             if (cell.is_empty() || part.is_empty()) continue;
             // A wholly transparent part (a frame's middle) is not tiled at all.
-            if (use_alpha && pic.has_alpha() && pic.is_transparent(part)) continue;
-            m_clip = saved.intersect(cell);
-            if (m_clip.is_empty()) continue;
-            // Only the tiles that meet the clip are drawn.
-            int first_x = (m_clip.x - cell.x) / part.w;
-            int first_y = (m_clip.y - cell.y) / part.h;
-            for (int ty = cell.y + first_y * part.h; ty < m_clip.bottom(); ty += part.h)
-                for (int tx = cell.x + first_x * part.w; tx < m_clip.right(); tx += part.w)
-                    draw_picture_part(pic, part, tx, ty, use_alpha);
+            if (blend_alpha && pic.is_transparent(part)) continue;
+            tile_part(pic, part, cell, blend_alpha);
         }
     }
-    m_clip = saved;
+}
+
+void cls_canvas::tile_part(const cls_picture& pic, const cls_rect& part, const cls_rect& cell, bool blend_alpha) {
+    // Row by row across all the tiles at once: the pixel at (x, y) of the cell
+    // shows the part's pixel at its offset from the cell, wrapped round.
+    cls_rect d = cell.intersect(m_clip);
+    if (d.is_empty()) return;
+    for (int row = d.y; row < d.bottom(); ++row) {
+        int src_y = part.y + (row - cell.y) % part.h;
+        const uint32_t* in = pic.pixels() + static_cast<long>(src_y) * pic.width();
+        uint32_t* out = m_pixels + static_cast<long>(row) * m_stride;
+        int first = part.x, end = part.right();
+        if (blend_alpha) {
+            int f = 0, e = 0;
+            pic.visible_span(src_y, &f, &e);
+            first = std::max(first, f);
+            end = std::min(end, e);
+            if (first >= end) continue;
+        }
+        int src_x = part.x + (d.x - cell.x) % part.w;
+        for (int x = d.x; x < d.right();) {
+            int n = std::min(part.right() - src_x, d.right() - x);
+            // Source column i lands in column i + shift of the row.
+            int shift = x - src_x;
+            if (!blend_alpha) {
+                for (int i = src_x; i < src_x + n; ++i) out[i + shift] = in[i] | 0xFF000000u;
+            } else {
+                for (int i = std::max(src_x, first), to = std::min(src_x + n, end); i < to; ++i) {
+                    uint32_t p = in[i];
+                    uint32_t a = p >> 24;
+                    if (a == 255) out[i + shift] = p;
+                    else if (a != 0) out[i + shift] = blend(out[i + shift], p, a);
+                }
+            }
+            x += n;
+            src_x = part.x;
+        }
+    }
 }
 
 void cls_canvas::draw_mask(const uint8_t* mask, int mask_w, int mask_h, int pitch, int x, int y,

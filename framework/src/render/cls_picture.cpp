@@ -59,6 +59,16 @@ bool cls_picture::is_transparent(const cls_rect& part) const {
     cls_rect p = part.intersect(cls_rect{0, 0, m_width, m_height});
     if (p.is_empty()) return true;
     if (!m_has_alpha) return false;
+    for (const part_answer_t& a : m_part_answers)
+        if (a.part == p) return a.transparent;
+    bool transparent = parts_pixels_transparent(p);
+    // Few parts are ever asked about; a picture asked about many keeps the first.
+    const size_t MAX_ANSWERS = 16;
+    if (m_part_answers.size() < MAX_ANSWERS) m_part_answers.push_back(part_answer_t{p, transparent});
+    return transparent;
+}
+
+bool cls_picture::parts_pixels_transparent(const cls_rect& p) const {
     for (int y = p.y; y < p.bottom(); ++y) {
         int first = 0, end = 0;
         visible_span(y, &first, &end);
