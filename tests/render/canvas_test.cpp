@@ -275,7 +275,12 @@ TEST(canvas, blends_only_the_visible_spans_of_a_picture_exactly) {
 }
 
 TEST(canvas, nine_slice_matches_the_tiling_rule_pixel_for_pixel) {
-    cls_sp<cls_picture> pic = make_picture(17, 17, true, ring_pixel);
+    // The ring's edges opaque, so that parts of every kind are drawn: wholly
+    // opaque, wholly transparent and mixed.
+    cls_sp<cls_picture> pic = make_picture(17, 17, true, [](int x, int y) -> uint32_t {
+        if (x >= 14 || y >= 15) return 0xFF000000u | static_cast<uint32_t>(x * 7 + y * 300);
+        return ring_pixel(x, y);
+    });
     struct case_t {
         cls_rect dst;
         int left, right, top, bottom;
@@ -286,7 +291,11 @@ TEST(canvas, nine_slice_matches_the_tiling_rule_pixel_for_pixel) {
                             {{-6, -3, 45, 41}, 0, 0, 0, 0, {2, 3, 30, 31}},
                             {{4, 4, 5, 3}, 6, 6, 6, 6, {0, 0, 40, 40}},
                             {{0, 0, 40, 40}, 8, 8, 8, 8, {13, 1, 9, 38}}};
-    for (bool use_alpha : {true, false}) {
+    // Without alpha the picture's own alpha does not count.
+    cls_sp<cls_picture> plain = make_picture(17, 17, false, ring_pixel);
+    for (int k = 0; k < 3; ++k) {
+        bool use_alpha = k != 1;
+        if (k == 2) pic = plain;
         for (const case_t& c : cases) {
             cls_canvas canvas(40, 40);
             for (int i = 0; i < 1600; ++i) canvas.pixels()[i] = 0xFF000000u | static_cast<uint32_t>(i * 40503u);
@@ -322,11 +331,11 @@ TEST(canvas, nine_slice_matches_the_tiling_rule_pixel_for_pixel) {
                         continue;
                     uint32_t p = pic->pixel(sx, sy);
                     uint32_t& w = want[static_cast<size_t>(y * 40 + x)];
-                    w = use_alpha ? blend_one(w, p) : (p | 0xFF000000u);
+                    w = use_alpha && pic->has_alpha() ? blend_one(w, p) : (p | 0xFF000000u);
                 }
             for (int i = 0; i < 1600; ++i)
                 ASSERT_EQ(canvas.pixels()[i], want[static_cast<size_t>(i)])
-                    << "case " << (&c - cases) << " alpha " << use_alpha << " at " << i % 40 << "," << i / 40;
+                    << "case " << (&c - cases) << " kind " << k << " at " << i % 40 << "," << i / 40;
         }
     }
 }

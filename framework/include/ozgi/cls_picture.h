@@ -42,15 +42,15 @@ public:
     /// without alpha is opaque everywhere. Worked out once for all rows and kept.
     void visible_span(int y, int* first, int* end) const;
     /// Whether every pixel of `part` (cut to the picture) is wholly transparent; the
-    /// answers for the last few parts are kept.
+    /// answers for the first few parts asked about are kept.
     bool is_transparent(const cls_rect& part) const;
+    /// Whether every pixel of `part` (cut to the picture) holds alpha 255, so that
+    /// drawing it copies its pixels as they are; kept as is_transparent.
+    bool is_opaque(const cls_rect& part) const;
 
     static cls_sp<cls_picture> decode_bmp(const void* data, long long size, cls_string* error);
 
 private:
-    // The check behind is_transparent, for a part inside the picture.
-    bool parts_pixels_transparent(const cls_rect& part) const;
-
     int m_width;
     int m_height;
     bool m_has_alpha;
@@ -59,12 +59,16 @@ private:
     // the last, for drawing with alpha that passes by the transparent parts.
     mutable std::vector<int> m_span_first, m_span_end;
     mutable bool m_spans_known = false;
-    // The parts asked about lately (a nine-slice asks for the same nine each time).
+    // What a part of the picture holds, for the parts asked about.
     struct part_answer_t {
         cls_rect part;
         bool transparent;
+        bool opaque;
     };
+    // The answers for a part inside the picture, kept.
+    const part_answer_t& answer(const cls_rect& part) const;
     mutable std::vector<part_answer_t> m_part_answers;
+    mutable part_answer_t m_last_answer{};
 };
 
 } // namespace ozgi

@@ -126,12 +126,15 @@ void cls_canvas::tile_part(const cls_picture& pic, const cls_rect& part, const c
     // shows the part's pixel at its offset from the cell, wrapped round.
     cls_rect d = cell.intersect(m_clip);
     if (d.is_empty()) return;
+    // An opaque part (a frame's edges) is copied as it is, the whole row repeated
+    // from its first tile.
+    bool copy = pic.is_opaque(part);
     for (int row = d.y; row < d.bottom(); ++row) {
         int src_y = part.y + (row - cell.y) % part.h;
         const uint32_t* in = pic.pixels() + static_cast<long>(src_y) * pic.width();
         uint32_t* out = m_pixels + static_cast<long>(row) * m_stride;
         int first = part.x, end = part.right();
-        if (blend_alpha) {
+        if (blend_alpha && !copy) {
             int f = 0, e = 0;
             pic.visible_span(src_y, &f, &e);
             first = std::max(first, f);
@@ -139,11 +142,22 @@ void cls_canvas::tile_part(const cls_picture& pic, const cls_rect& part, const c
             if (first >= end) continue;
         }
         int src_x = part.x + (d.x - cell.x) % part.w;
-        for (int x = d.x; x < d.right();) {
+        int x = d.x;
+        // Where the row's first whole tile begins, once drawn: copies of the drawn tiles follow.
+        int period_start = -1;
+        while (x < d.right()) {
+            if (copy && period_start >= 0) {
+                int n = std::min(x - period_start, d.right() - x);
+                std::copy(out + period_start, out + period_start + n, out + x);
+                x += n;
+                continue;
+            }
             int n = std::min(part.right() - src_x, d.right() - x);
             // Source column i lands in column i + shift of the row.
             int shift = x - src_x;
-            if (!blend_alpha) {
+            if (copy) {
+                std::copy(in + src_x, in + src_x + n, out + x);
+            } else if (!blend_alpha) {
                 for (int i = src_x; i < src_x + n; ++i) out[i + shift] = in[i] | 0xFF000000u;
             } else {
                 for (int i = std::max(src_x, first), to = std::min(src_x + n, end); i < to; ++i) {
@@ -153,6 +167,7 @@ void cls_canvas::tile_part(const cls_picture& pic, const cls_rect& part, const c
                     else if (a != 0) out[i + shift] = blend(out[i + shift], p, a);
                 }
             }
+            if (src_x == part.x && period_start < 0) period_start = x;
             x += n;
             src_x = part.x;
         }

@@ -59,26 +59,36 @@ bool cls_picture::is_transparent(const cls_rect& part) const {
     cls_rect p = part.intersect(cls_rect{0, 0, m_width, m_height});
     if (p.is_empty()) return true;
     if (!m_has_alpha) return false;
-    for (const part_answer_t& a : m_part_answers)
-        if (a.part == p) return a.transparent;
-    bool transparent = parts_pixels_transparent(p);
-    // Few parts are ever asked about; a picture asked about many keeps the first.
-    const size_t MAX_ANSWERS = 16;
-    if (m_part_answers.size() < MAX_ANSWERS) m_part_answers.push_back(part_answer_t{p, transparent});
-    return transparent;
+    return answer(p).transparent;
 }
 
-bool cls_picture::parts_pixels_transparent(const cls_rect& p) const {
-    for (int y = p.y; y < p.bottom(); ++y) {
-        int first = 0, end = 0;
-        visible_span(y, &first, &end);
-        // Transparent columns inside the span may still hold visible ones between.
-        if (first >= end || first >= p.right() || end <= p.x) continue;
+bool cls_picture::is_opaque(const cls_rect& part) const {
+    cls_rect p = part.intersect(cls_rect{0, 0, m_width, m_height});
+    if (p.is_empty()) return true;
+    return answer(p).opaque;
+}
+
+const cls_picture::part_answer_t& cls_picture::answer(const cls_rect& p) const {
+    for (const part_answer_t& a : m_part_answers)
+        if (a.part == p) return a;
+    part_answer_t a{p, true, true};
+    for (int y = p.y; y < p.bottom() && (a.transparent || a.opaque); ++y) {
         const uint32_t* row = m_pixels.begin() + static_cast<long>(y) * m_width;
-        for (int x = p.x > first ? p.x : first; x < p.right() && x < end; ++x)
-            if ((row[x] >> 24) != 0) return false;
+        for (int x = p.x; x < p.right(); ++x) {
+            uint32_t alpha = row[x] >> 24;
+            if (alpha != 0) a.transparent = false;
+            if (alpha != 255) a.opaque = false;
+        }
     }
-    return true;
+    // Few parts are ever asked about (a nine-slice asks for the same nine each
+    // time); beyond this many the answer is worked out each time.
+    const size_t MAX_ANSWERS = 16;
+    if (m_part_answers.size() < MAX_ANSWERS) {
+        m_part_answers.push_back(a);
+        return m_part_answers.back();
+    }
+    m_last_answer = a;
+    return m_last_answer;
 }
 
 cls_sp<cls_picture> cls_picture::decode_bmp(const void* data, long long size, cls_string* error) {
