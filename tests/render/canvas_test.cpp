@@ -249,10 +249,32 @@ TEST(picture, knows_its_transparent_rows_and_parts) {
     EXPECT_EQ(end, 4);
 }
 
+// The ring with opaque bars in rows 12-14, the middle one cut by a translucent pixel.
+uint32_t barred_pixel(int x, int y) {
+    if (y == 13 && x == 8) return 0x7F123456u;
+    if (y >= 12 && y <= 14 && x >= 3 && x <= 12) return 0xFF000000u | static_cast<uint32_t>(x * 4099 + y);
+    return ring_pixel(x, y);
+}
+
+TEST(picture, knows_the_longest_opaque_run_of_each_row) {
+    cls_sp<cls_picture> pic = make_picture(17, 17, true, barred_pixel);
+    int first = -1, end = -1;
+    pic->opaque_run(12, &first, &end);
+    EXPECT_EQ(first, 3);
+    EXPECT_EQ(end, 13);
+    pic->opaque_run(13, &first, &end);
+    EXPECT_EQ(first, 3);
+    EXPECT_EQ(end, 8);
+    pic->opaque_run(0, &first, &end);
+    EXPECT_EQ(first, end);
+    pic->opaque_run(3, &first, &end);  // translucent only
+    EXPECT_EQ(first, end);
+}
+
 TEST(canvas, blends_only_the_visible_spans_of_a_picture_exactly) {
-    cls_sp<cls_picture> pic = make_picture(17, 17, true, ring_pixel);
+    cls_sp<cls_picture> pic = make_picture(17, 17, true, barred_pixel);
     // Every part and place, clipped on every side, against the plain rule.
-    const cls_rect parts[] = {{0, 0, 17, 17}, {3, 2, 9, 12}, {0, 0, 1, 17}, {6, 7, 5, 3}, {10, 1, 7, 16}};
+    const cls_rect parts[] = {{0, 0, 17, 17}, {3, 2, 9, 12}, {0, 0, 1, 17}, {6, 7, 5, 3}, {10, 1, 7, 16}, {5, 11, 6, 4}};
     for (const cls_rect& part : parts) {
         for (int dx = -4; dx <= 4; dx += 4) {
             cls_canvas canvas(20, 20);

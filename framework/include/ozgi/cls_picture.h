@@ -41,6 +41,10 @@ public:
     /// transparent (alpha 0); *first == *end when the whole row is. A picture
     /// without alpha is opaque everywhere. Worked out once for all rows and kept.
     void visible_span(int y, int* first, int* end) const;
+    /// The columns [*first, *end) of the longest run of wholly opaque pixels (alpha
+    /// 255) in row `y`, which drawing with alpha copies as they are; kept as
+    /// visible_span.
+    void opaque_run(int y, int* first, int* end) const;
     /// Whether every pixel of `part` (cut to the picture) is wholly transparent; the
     /// answers for the first few parts asked about are kept.
     bool is_transparent(const cls_rect& part) const;
@@ -58,6 +62,8 @@ private:
     // Per row: the first column that is not wholly transparent and the one after
     // the last, for drawing with alpha that passes by the transparent parts.
     mutable std::vector<int> m_span_first, m_span_end;
+    // Per row: the longest run of opaque pixels.
+    mutable std::vector<int> m_run_first, m_run_end;
     mutable bool m_spans_known = false;
     // What a part of the picture holds, for the parts asked about.
     struct part_answer_t {
@@ -65,6 +71,8 @@ private:
         bool transparent;
         bool opaque;
     };
+    // Works out the spans and runs of every row.
+    void know_rows() const;
     // The answers for a part inside the picture, kept.
     const part_answer_t& answer(const cls_rect& part) const;
     mutable std::vector<part_answer_t> m_part_answers;

@@ -77,12 +77,24 @@ void cls_canvas::draw_picture_part(const cls_picture& pic, const cls_rect& src, 
         int first = 0, end = 0;
         pic.visible_span(src_y, &first, &end);
         int from = std::max(0, first - src_x), to = std::min(d.w, end - src_x);
-        for (int i = from; i < to; ++i) {
-            uint32_t p = in[i];
-            uint32_t a = p >> 24;
-            if (a == 255) out[i] = p;
-            else if (a != 0) out[i] = blend(out[i], p, a);
-        }
+        if (from >= to) continue;
+        // The row's longest opaque run is copied as it is; the rest blended.
+        int run_first = 0, run_end = 0;
+        pic.opaque_run(src_y, &run_first, &run_end);
+        int copy_from = std::max(from, run_first - src_x), copy_to = std::min(to, run_end - src_x);
+        if (copy_from >= copy_to) copy_from = copy_to = to;
+        blend_row(in, out, from, copy_from);
+        std::copy(in + copy_from, in + copy_to, out + copy_from);
+        blend_row(in, out, copy_to, to);
+    }
+}
+
+void cls_canvas::blend_row(const uint32_t* in, uint32_t* out, int from, int to) {
+    for (int i = from; i < to; ++i) {
+        uint32_t p = in[i];
+        uint32_t a = p >> 24;
+        if (a == 255) out[i] = p;
+        else if (a != 0) out[i] = blend(out[i], p, a);
     }
 }
 

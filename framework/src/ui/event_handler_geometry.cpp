@@ -87,9 +87,10 @@ void cls_event_handler::mark_bounds_stale() {
 
 void cls_event_handler::mark_subtree_bounds_stale() {
     mark_bounds_stale();
-    std::vector<cls_event_handler*> all;
-    collect_descendants(this, &all);
-    for (cls_event_handler* d : all) d->m_bounds_stale = true;
+    for (cls_event_handler* c : m_children) {
+        c->m_bounds_stale = true;
+        c->mark_subtree_bounds_stale();
+    }
 }
 
 const cls_event_handler::subtree_bounds_t& cls_event_handler::subtree_bounds() const {
