@@ -25,10 +25,10 @@
 #include "ozgi/cls_timer.h"
 #include "ozgi/cls_ui_res_loader.h"
 #include "ozgi/if_display_backend.h"
+#include "ui/event_handler_walk.h"
 #include "ui/gui_clock.h"
 #include "ui/gui_dump.h"
 #include "ui/gui_loop.h"
-#include "ui/event_handler_walk.h"
 
 namespace ozgi {
 
@@ -274,7 +274,8 @@ void draw_subtree(cls_event_handler* item, paint_t* p, int scroll) {
     int child_scroll = scroll_of_children(item, scroll);
     int first = 0, end = 0;
     children_meeting(item, child_scroll, p->dirty, &first, &end);
-    for (int i = first; i < end; ++i) draw_subtree(item->child(i), p, child_scroll);
+    // Drawing may change the tree: the count is asked again.
+    for (int i = first; i < end && i < item->child_count(); ++i) draw_subtree(item->child(i), p, child_scroll);
 }
 
 // The last item, in the order they are drawn, of `item`'s subtree that is shown
