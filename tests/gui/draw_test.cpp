@@ -177,4 +177,17 @@ TEST_F(draw_test, the_focus_frame_moves_with_the_focus) {
     EXPECT_EQ(after.at(320, 106), "255,255,255");
 }
 
+TEST_F(draw_test, a_press_on_a_scrolled_list_presses_the_button_under_the_finger) {
+    // Scrolled by one wheel step (48 pixels) the eighth button, 488 to 552 on
+    // the page, shows from 440 to 504.
+    std::string script = "wheel 320 400 -1\npress 320 500\nscreenshot " + m_base + ".part.png\n";
+    EXPECT_EXIT(gui_test::run_gui("test_gui/draw_menu_root.xml", script, m_base), ::testing::ExitedWithCode(0), "");
+    shot_t shot;
+    ASSERT_TRUE(read_png(m_base + ".part.png", &shot));
+    EXPECT_EQ(shot.at(320, 441), "217,217,217");
+    EXPECT_EQ(shot.at(320, 503), "217,217,217");
+    EXPECT_EQ(shot.at(320, 439), "255,255,255");
+    EXPECT_EQ(shot.at(320, 505), "255,255,255");
+}
+
 } // namespace
