@@ -137,4 +137,11 @@ TEST_F(bounds_test, give_the_page_its_scroll_limit) {
     EXPECT_EQ(m_page->max_scroll_y(), 350);
 }
 
+TEST_F(bounds_test, stop_at_the_ends_of_int) {
+    cls_event_handler* far = add_box(m_page, 2147483600, -2147483600, 1000, -1000);
+    EXPECT_EQ(box(far), "2147483600,-2147483648,2147483647,-2147483600 low -2147483648");
+    EXPECT_EQ(m_page->subtree_bounds().x1, 2147483647);
+    EXPECT_EQ(m_page->subtree_bounds().y0, -2147483648LL);
+}
+
 } // namespace

@@ -1,6 +1,8 @@
 // cls_event_handler: position and size, layout expressions and invalidation.
 #include "ozgi/cls_event_handler.h"
 
+#include <climits>
+
 #include "ozgi/cls_log.h"
 #include "ozgi/cls_ozgi_gui.h"
 #include "ozgi/cls_page.h"
@@ -79,6 +81,12 @@ bool cls_event_handler::content_size(int* width, int* height) {
     return false;
 }
 
+namespace {
+
+int to_int(long long v) { return v < INT_MIN ? INT_MIN : v > INT_MAX ? INT_MAX : static_cast<int>(v); }
+
+} // namespace
+
 void cls_event_handler::mark_bounds_stale() {
     // A stale item's ancestors are stale already: working out an item's bounds
     // works out all its children's, so none stays stale below a fresh one.
@@ -96,11 +104,13 @@ void cls_event_handler::mark_subtree_bounds_stale() {
 const cls_event_handler::subtree_bounds_t& cls_event_handler::subtree_bounds() const {
     if (!m_bounds_stale) return m_bounds;
     subtree_bounds_t b;
-    b.x0 = m_w < 0 ? m_x + m_w : m_x;
-    b.x1 = m_w < 0 ? m_x : m_x + m_w;
-    b.y0 = m_h < 0 ? m_y + m_h : m_y;
-    b.y1 = m_h < 0 ? m_y : m_y + m_h;
-    b.lowest_bottom = m_y + m_h;
+    // A layout may put any int in each of position and size; their sum is cut to int.
+    int right = to_int(static_cast<long long>(m_x) + m_w), bottom = to_int(static_cast<long long>(m_y) + m_h);
+    b.x0 = m_w < 0 ? right : m_x;
+    b.x1 = m_w < 0 ? m_x : right;
+    b.y0 = m_h < 0 ? bottom : m_y;
+    b.y1 = m_h < 0 ? m_y : bottom;
+    b.lowest_bottom = bottom;
     b.holds_page = false;
     b.children_ordered = true;
     const subtree_bounds_t* prev = nullptr;

@@ -17,16 +17,19 @@ inline void collect_descendants(const cls_event_handler* item, std::vector<cls_e
     }
 }
 
-/// Whether subtree bounds, moved up by `scroll`, may meet `r` on the screen.
+/// Whether subtree bounds, moved up by `scroll`, may meet `r` on the screen
+/// (worked out in long long: bounds may reach the ends of int).
 inline bool bounds_meet(const cls_event_handler::subtree_bounds_t& b, int scroll, const cls_rect& r) {
     if (b.holds_page) return true;
-    return b.x0 < r.right() && b.x1 > r.x && b.y0 - scroll < r.bottom() && b.y1 - scroll > r.y;
+    long long s = scroll;
+    return b.x0 < r.right() && b.x1 > r.x && b.y0 - s < r.bottom() && b.y1 - s > r.y;
 }
 
 /// Whether subtree bounds, moved up by `scroll`, may hold the whole of `r`.
 inline bool bounds_may_cover(const cls_event_handler::subtree_bounds_t& b, int scroll, const cls_rect& r) {
     if (b.holds_page) return true;
-    return b.x0 <= r.x && b.x1 >= r.right() && b.y0 - scroll <= r.y && b.y1 - scroll >= r.bottom();
+    long long s = scroll;
+    return b.x0 <= r.x && b.x1 >= r.right() && b.y0 - s <= r.y && b.y1 - s >= r.bottom();
 }
 
 /// The children of `item` (scrolled by `scroll`) that may meet `r`: indices
@@ -42,14 +45,14 @@ inline void children_meeting(const cls_event_handler* item, int scroll, const cl
     int lo = 0, hi = n;
     while (lo < hi) {
         int mid = lo + (hi - lo) / 2;
-        if (item->child(mid)->subtree_bounds().y1 - scroll > r.y) hi = mid;
+        if (item->child(mid)->subtree_bounds().y1 - static_cast<long long>(scroll) > r.y) hi = mid;
         else lo = mid + 1;
     }
     *first = lo;
     hi = n;
     while (lo < hi) {
         int mid = lo + (hi - lo) / 2;
-        if (item->child(mid)->subtree_bounds().y0 - scroll >= r.bottom()) hi = mid;
+        if (item->child(mid)->subtree_bounds().y0 - static_cast<long long>(scroll) >= r.bottom()) hi = mid;
         else lo = mid + 1;
     }
     *end = lo;
