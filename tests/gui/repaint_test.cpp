@@ -52,11 +52,25 @@ const char* const PAGE = R"X(<item cls_name="cls_paint_probe_page">
   <item cls_name="cls_button"><attr left="0" top="490" width="640" height="60" bg_color="0,255,0,255"/></item>
 </item>)X";
 
+const char* const MENU_ROOT = R"X(<item cls_name="cls_root_container">
+  <attr screen_resolution="640,800" window_title="repaint" first_page="test_gui/repaint_menu_page.xml"/>
+</item>)X";
+
+// The program's menu buttons, each with its pressed look, arrow and focus frame.
+const char* const MENU_PAGE = R"X(<item cls_name="cls_paint_probe_page">
+  <attr width="screen_width()" height="screen_height()" left="0" top="0" bg_color="white"/>
+  <item file_name="cmn_items/menu_button.xml"/>
+  <item file_name="cmn_items/menu_button.xml"/>
+  <item file_name="cmn_items/menu_button.xml"/>
+</item>)X";
+
 class repaint_test : public ::testing::Test {
 protected:
     void SetUp() override {
         add_layout("test_gui/repaint_root.xml", ROOT);
         add_layout("test_gui/repaint_page.xml", PAGE);
+        add_layout("test_gui/repaint_menu_root.xml", MENU_ROOT);
+        add_layout("test_gui/repaint_menu_page.xml", MENU_PAGE);
         ozgi::cls_ui_res_loader::ins()->register_gui_class(&cls_paint_probe_page::create, "cls_paint_probe_page");
         m_base = gui_test::temp_path(::testing::UnitTest::GetInstance()->current_test_info()->name());
     }
@@ -84,6 +98,14 @@ TEST_F(repaint_test, each_focus_move_repaints_its_own_two_buttons) {
     EXPECT_EXIT(gui_test::run_gui("test_gui/repaint_root.xml", "key Down\nkey Down\nkey F1\n", m_base),
                 ::testing::ExitedWithCode(0), "");
     EXPECT_EQ(gui_test::read_file(m_base), "painted 2\n0,420,640,60\n0,490,640,60\nexit:0\n");
+}
+
+TEST_F(repaint_test, a_focus_move_between_menu_buttons_repaints_only_the_two_buttons) {
+    // Their focus frames and other children lie inside them.
+    EXPECT_EXIT(gui_test::run_gui("test_gui/repaint_menu_root.xml", "key Down\nkey F1\nkey Down\nkey Up\nkey F1\n", m_base),
+                ::testing::ExitedWithCode(0), "");
+    EXPECT_EQ(gui_test::read_file(m_base),
+              "painted 2\n0,0,640,64\n0,64,640,64\npainted 2\n0,128,640,64\n0,64,640,64\nexit:0\n");
 }
 
 } // namespace

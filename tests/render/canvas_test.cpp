@@ -195,3 +195,169 @@ TEST(canvas, draws_into_caller_memory_with_a_stride) {
     EXPECT_EQ(memory[3 * 8 + 2], 0xFF000000u);
     EXPECT_EQ(memory[3 * 8 + 7], 0xFF111111u);
 }
+
+namespace {
+
+// A ring: transparent but for the pixels on a diamond around (8, 8), and a
+// half-transparent row 3; nothing in rows 0-1 and column 0.
+uint32_t ring_pixel(int x, int y) {
+    if (y == 3 && x > 0) return 0x80FF0000u | static_cast<uint32_t>(x);
+    int d = (x > 8 ? x - 8 : 8 - x) + (y > 8 ? y - 8 : 8 - y);
+    if (x > 0 && y > 1 && d == 5) return 0xFF00FF00u | static_cast<uint32_t>(y);
+    if (x > 0 && y > 1 && d == 6) return 0x4000FFFFu;
+    return 0x00FFFFFFu;
+}
+
+// What draw_picture_part must give: every source pixel blended by its alpha.
+uint32_t blend_one(uint32_t dst, uint32_t src) {
+    uint32_t a = src >> 24;
+    if (a == 255) return src;
+    if (a == 0) return dst;
+    uint32_t out = 0xFF000000u;
+    for (int shift = 0; shift <= 16; shift += 8) {
+        uint32_t v = (((src >> shift) & 0xFF) * a + ((dst >> shift) & 0xFF) * (255 - a) + 127) / 255;
+        out |= v << shift;
+    }
+    return out;
+}
+
+} // namespace
+
+TEST(picture, knows_its_transparent_rows_and_parts) {
+    cls_sp<cls_picture> pic = make_picture(17, 17, true, ring_pixel);
+    int first = -1, end = -1;
+    pic->visible_span(0, &first, &end);
+    EXPECT_EQ(first, end);
+    pic->visible_span(3, &first, &end);
+    EXPECT_EQ(first, 1);
+    EXPECT_EQ(end, 17);
+    pic->visible_span(8, &first, &end);
+    EXPECT_EQ(first, 2);
+    EXPECT_EQ(end, 15);
+    EXPECT_TRUE(pic->is_transparent(cls_rect{0, 0, 17, 2}));
+    EXPECT_TRUE(pic->is_transparent(cls_rect{0, 0, 1, 17}));
+    EXPECT_TRUE(pic->is_transparent(cls_rect{6, 7, 5, 3}));   // inside the ring
+    EXPECT_FALSE(pic->is_transparent(cls_rect{6, 7, 5, 5}));  // reaches it
+    EXPECT_TRUE(pic->is_transparent(cls_rect{40, 40, 5, 5}));  // outside the picture
+    // Written again, the picture tells anew.
+    pic->pixels()[8 * 17 + 8] = 0x01000000u;
+    EXPECT_FALSE(pic->is_transparent(cls_rect{6, 7, 5, 3}));
+    cls_sp<cls_picture> opaque = make_picture(4, 4, false, ring_pixel);
+    EXPECT_FALSE(opaque->is_transparent(cls_rect{0, 0, 4, 2}));
+    opaque->visible_span(0, &first, &end);
+    EXPECT_EQ(first, 0);
+    EXPECT_EQ(end, 4);
+}
+
+// The ring with opaque bars in rows 12-14, the middle one cut by a translucent pixel.
+uint32_t barred_pixel(int x, int y) {
+    if (y == 13 && x == 8) return 0x7F123456u;
+    if (y >= 12 && y <= 14 && x >= 3 && x <= 12) return 0xFF000000u | static_cast<uint32_t>(x * 4099 + y);
+    return ring_pixel(x, y);
+}
+
+TEST(picture, knows_the_longest_opaque_run_of_each_row) {
+    cls_sp<cls_picture> pic = make_picture(17, 17, true, barred_pixel);
+    int first = -1, end = -1;
+    pic->opaque_run(12, &first, &end);
+    EXPECT_EQ(first, 3);
+    EXPECT_EQ(end, 13);
+    pic->opaque_run(13, &first, &end);
+    EXPECT_EQ(first, 3);
+    EXPECT_EQ(end, 8);
+    pic->opaque_run(0, &first, &end);
+    EXPECT_EQ(first, end);
+    pic->opaque_run(3, &first, &end);  // translucent only
+    EXPECT_EQ(first, end);
+}
+
+TEST(canvas, blends_only_the_visible_spans_of_a_picture_exactly) {
+    cls_sp<cls_picture> pic = make_picture(17, 17, true, barred_pixel);
+    // Every part and place, clipped on every side, against the plain rule.
+    const cls_rect parts[] = {{0, 0, 17, 17}, {3, 2, 9, 12}, {0, 0, 1, 17}, {6, 7, 5, 3}, {10, 1, 7, 16}, {5, 11, 6, 4}};
+    for (const cls_rect& part : parts) {
+        for (int dx = -4; dx <= 4; dx += 4) {
+            cls_canvas canvas(20, 20);
+            for (int i = 0; i < 400; ++i) canvas.pixels()[i] = 0xFF000000u | static_cast<uint32_t>(i * 2654435761u >> 8);
+            std::vector<uint32_t> want(canvas.pixels(), canvas.pixels() + 400);
+            cls_rect clip{2, 1, 15, 16};
+            canvas.set_clip(clip);
+            int x = 3 + dx, y = 2 - dx / 2;
+            canvas.draw_picture_part(*pic, part, x, y, true);
+            for (int py = part.y; py < part.bottom(); ++py)
+                for (int px = part.x; px < part.right(); ++px) {
+                    int cx = x + px - part.x, cy = y + py - part.y;
+                    if (!clip.contains(cx, cy)) continue;
+                    want[static_cast<size_t>(cy * 20 + cx)] = blend_one(want[static_cast<size_t>(cy * 20 + cx)], pic->pixel(px, py));
+                }
+            for (int i = 0; i < 400; ++i)
+                ASSERT_EQ(canvas.pixels()[i], want[static_cast<size_t>(i)]) << "part " << part.x << "," << part.y << " dx " << dx << " at " << i;
+        }
+    }
+}
+
+TEST(canvas, nine_slice_matches_the_tiling_rule_pixel_for_pixel) {
+    // The ring's edges opaque, so that parts of every kind are drawn: wholly
+    // opaque, wholly transparent and mixed.
+    cls_sp<cls_picture> pic = make_picture(17, 17, true, [](int x, int y) -> uint32_t {
+        if (x >= 14 || y >= 15) return 0xFF000000u | static_cast<uint32_t>(x * 7 + y * 300);
+        return ring_pixel(x, y);
+    });
+    struct case_t {
+        cls_rect dst;
+        int left, right, top, bottom;
+        cls_rect clip;
+    };
+    const case_t cases[] = {{{1, 2, 37, 29}, 3, 4, 2, 5, {0, 0, 40, 40}},
+                            {{1, 2, 37, 29}, 3, 4, 2, 5, {5, 7, 20, 11}},
+                            {{-6, -3, 45, 41}, 0, 0, 0, 0, {2, 3, 30, 31}},
+                            {{4, 4, 5, 3}, 6, 6, 6, 6, {0, 0, 40, 40}},
+                            {{0, 0, 40, 40}, 8, 8, 8, 8, {13, 1, 9, 38}}};
+    // Without alpha the picture's own alpha does not count.
+    cls_sp<cls_picture> plain = make_picture(17, 17, false, ring_pixel);
+    for (int k = 0; k < 3; ++k) {
+        bool use_alpha = k != 1;
+        if (k == 2) pic = plain;
+        for (const case_t& c : cases) {
+            cls_canvas canvas(40, 40);
+            for (int i = 0; i < 1600; ++i) canvas.pixels()[i] = 0xFF000000u | static_cast<uint32_t>(i * 40503u);
+            std::vector<uint32_t> want(canvas.pixels(), canvas.pixels() + 1600);
+            canvas.set_clip(c.clip);
+            canvas.draw_tiled_picture(*pic, c.dst, c.left, c.right, c.top, c.bottom, use_alpha);
+            // The rule, one pixel at a time: borders kept (shared out when the
+            // target is smaller), edges and middle repeated from their corner.
+            int l = c.left, r = c.right, t = c.top, b = c.bottom;
+            if (l + r > c.dst.w) {
+                int nl = c.dst.w * l / (l + r);
+                r = c.dst.w - nl;
+                l = nl;
+            }
+            if (t + b > c.dst.h) {
+                int nt = c.dst.h * t / (t + b);
+                b = c.dst.h - nt;
+                t = nt;
+            }
+            auto source = [](int d, int start, int size, int first, int last, int pic_size, int* s) {
+                int o = d - start;
+                if (o < first) *s = o;
+                else if (o >= size - last) *s = pic_size - (size - o);
+                else if (pic_size - first - last <= 0) return false;
+                else *s = first + (o - first) % (pic_size - first - last);
+                return true;
+            };
+            for (int y = 0; y < 40; ++y)
+                for (int x = 0; x < 40; ++x) {
+                    if (!c.clip.contains(x, y) || !c.dst.contains(x, y)) continue;
+                    int sx = 0, sy = 0;
+                    if (!source(x, c.dst.x, c.dst.w, l, r, 17, &sx) || !source(y, c.dst.y, c.dst.h, t, b, 17, &sy))
+                        continue;
+                    uint32_t p = pic->pixel(sx, sy);
+                    uint32_t& w = want[static_cast<size_t>(y * 40 + x)];
+                    w = use_alpha && pic->has_alpha() ? blend_one(w, p) : (p | 0xFF000000u);
+                }
+            for (int i = 0; i < 1600; ++i)
+                ASSERT_EQ(canvas.pixels()[i], want[static_cast<size_t>(i)])
+                    << "case " << (&c - cases) << " kind " << k << " at " << i % 40 << "," << i / 40;
+        }
+    }
+}

@@ -52,6 +52,11 @@ public:
     void draw_mask(const uint8_t* mask, int mask_w, int mask_h, int pitch, int x, int y, const cls_color& color);
 
 private:
+    // Blends the source pixels [from, to) of a row into the same columns of `out`.
+    static void blend_row(const uint32_t* in, uint32_t* out, int from, int to);
+    // Repeats `part` of the picture over `cell` from its top-left corner, cut to the clip.
+    void tile_part(const cls_picture& pic, const cls_rect& part, const cls_rect& cell, bool blend_alpha);
+
     uint32_t* m_pixels;
     int m_width;
     int m_height;

@@ -11,6 +11,8 @@ public:
 
     attr_result_t apply_attr(const cls_string& name, const cls_string& value) override;
     void on_draw(cls_canvas* canvas, int x, int y) override;
+    /// Opaque when its background colour is.
+    bool is_opaque() const override;
 
 private:
     unsigned m_bg_argb;

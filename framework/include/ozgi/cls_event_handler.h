@@ -161,7 +161,7 @@ public:
     bool has_focus() const;
     /// Whether the item takes part in the focus chain (buttons do).
     bool is_focusable() const { return m_focusable; }
-    void set_focusable(bool focusable) { m_focusable = focusable; }
+    void set_focusable(bool focusable);
     /// The focusable item before the reference in creation order, skipping hidden and
     /// disabled ones; the reference is the page's focus when called on a page, this
     /// item otherwise. wrap true continues from the end. Null when there is none.
@@ -170,7 +170,7 @@ public:
     cls_event_handler* next_focusable_item(bool wrap) const;
     /// Whether the item is shown only while its nearest focusable ancestor has the focus.
     bool show_on_focus() const { return m_show_on_focus; }
-    void set_show_on_focus(bool on) { m_show_on_focus = on; }
+    void set_show_on_focus(bool on);
 
     // ---- Geometry (layout coordinates: screen pixels before page scrolling) ----
     int left() const { return m_x; }
@@ -193,6 +193,35 @@ public:
     void screen_rect(int* x, int* y, int* w, int* h) const;
     /// The natural size of the item's content (text or picture); false when it has none.
     virtual bool content_size(int* width, int* height);
+
+    /// What the item and its shown descendants cover, in layout coordinates (page
+    /// scrolling not applied), so that walks over a long page can pass by whole
+    /// subtrees. Kept until the geometry, visibility or children below change.
+    struct subtree_bounds_t {
+        /// The box around every rectangle of the subtree (x1, y1 exclusive);
+        /// rectangles without area count too, so it may be a line or a point.
+        int x0, y0, x1, y1;
+        /// The lowest bottom edge (top plus height) in the subtree.
+        int lowest_bottom;
+        /// A page lies below: it does not scroll with the rest, so the box says
+        /// nothing about where things are on the screen.
+        bool holds_page;
+        /// The children's boxes are in order from top to bottom (both their top and
+        /// bottom edges never decrease), so those meeting a band can be looked up.
+        bool children_ordered;
+    };
+    /// The item's subtree bounds, worked out again first when they are stale.
+    const subtree_bounds_t& subtree_bounds() const;
+    /// Makes the subtree bounds of the item and its ancestors stale: something that
+    /// changes what they cover has changed (item classes call it for the state their
+    /// show_on_press or show_on_focus items follow).
+    void mark_bounds_stale();
+    /// mark_bounds_stale, and the bounds of every descendant as well.
+    void mark_subtree_bounds_stale();
+    /// Whether on_draw fills the item's whole rectangle with an opaque colour, so
+    /// that nothing drawn before it under that rectangle can show. A class that
+    /// draws otherwise than its base must answer for itself.
+    virtual bool is_opaque() const;
 
     /// Marks the item's screen area for repainting in the current loop turn;
     /// with_children true also covers descendants lying outside it.
@@ -306,6 +335,8 @@ private:
     bool m_show_on_focus;
     bool m_is_page;
     bool m_show_on_press;
+    mutable bool m_bounds_stale;
+    mutable subtree_bounds_t m_bounds;
 };
 
 template <typename T>

@@ -24,6 +24,8 @@ public:
     bool on_touch_event(const cls_ui_event& event) override;
     attr_result_t apply_attr(const cls_string& name, const cls_string& value) override;
     void on_draw(cls_canvas* canvas, int x, int y) override;
+    /// Opaque when its background colour is.
+    bool is_opaque() const override;
 
     /// The item that has the focus, or null.
     cls_event_handler* focus_item() const { return m_focus; }

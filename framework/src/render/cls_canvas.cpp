@@ -64,19 +64,37 @@ void cls_canvas::draw_picture_part(const cls_picture& pic, const cls_rect& src, 
     cls_rect d = cls_rect{dx, dy, s.w, s.h}.intersect(m_clip);
     if (d.is_empty()) return;
     bool blend_alpha = use_alpha && pic.has_alpha();
+    int src_x = s.x + (d.x - dx);
     for (int row = d.y; row < d.bottom(); ++row) {
-        const uint32_t* in = pic.pixels() + static_cast<long>(s.y + row - dy) * pic.width() + s.x + (d.x - dx);
+        int src_y = s.y + row - dy;
+        const uint32_t* in = pic.pixels() + static_cast<long>(src_y) * pic.width() + src_x;
         uint32_t* out = m_pixels + static_cast<long>(row) * m_stride + d.x;
         if (!blend_alpha) {
             for (int i = 0; i < d.w; ++i) out[i] = in[i] | 0xFF000000u;
             continue;
         }
-        for (int i = 0; i < d.w; ++i) {
-            uint32_t p = in[i];
-            uint32_t a = p >> 24;
-            if (a == 255) out[i] = p;
-            else if (a != 0) out[i] = blend(out[i], p, a);
-        }
+        // Wholly transparent pixels change nothing: only the row's visible span is blended.
+        int first = 0, end = 0;
+        pic.visible_span(src_y, &first, &end);
+        int from = std::max(0, first - src_x), to = std::min(d.w, end - src_x);
+        if (from >= to) continue;
+        // The row's longest opaque run is copied as it is; the rest blended.
+        int run_first = 0, run_end = 0;
+        pic.opaque_run(src_y, &run_first, &run_end);
+        int copy_from = std::max(from, run_first - src_x), copy_to = std::min(to, run_end - src_x);
+        if (copy_from >= copy_to) copy_from = copy_to = to;
+        blend_row(in, out, from, copy_from);
+        std::copy(in + copy_from, in + copy_to, out + copy_from);
+        blend_row(in, out, copy_to, to);
+    }
+}
+
+void cls_canvas::blend_row(const uint32_t* in, uint32_t* out, int from, int to) {
+    for (int i = from; i < to; ++i) {
+        uint32_t p = in[i];
+        uint32_t a = p >> 24;
+        if (a == 255) out[i] = p;
+        else if (a != 0) out[i] = blend(out[i], p, a);
     }
 }
 
@@ -102,23 +120,70 @@ void cls_canvas::draw_tiled_picture(const cls_picture& pic, const cls_rect& dst,
     int src_y[4] = {0, top, pic.height() - bottom, pic.height()};
     int dst_x[4] = {dst.x, dst.x + left, dst.right() - right, dst.right()};
     int dst_y[4] = {dst.y, dst.y + top, dst.bottom() - bottom, dst.bottom()};
-    cls_rect saved = m_clip;
+    bool blend_alpha = use_alpha && pic.has_alpha();
     for (int row = 0; row < 3; ++row) {
         for (int col = 0; col < 3; ++col) {
             cls_rect cell{dst_x[col], dst_y[row], dst_x[col + 1] - dst_x[col], dst_y[row + 1] - dst_y[row]};
             cls_rect part{src_x[col], src_y[row], src_x[col + 1] - src_x[col], src_y[row + 1] - src_y[row]};
             if (cell.is_empty() || part.is_empty()) continue;
-            m_clip = saved.intersect(cell);
-            if (m_clip.is_empty()) continue;
-            // Only the tiles that meet the clip are drawn.
-            int first_x = (m_clip.x - cell.x) / part.w;
-            int first_y = (m_clip.y - cell.y) / part.h;
-            for (int ty = cell.y + first_y * part.h; ty < m_clip.bottom(); ty += part.h)
-                for (int tx = cell.x + first_x * part.w; tx < m_clip.right(); tx += part.w)
-                    draw_picture_part(pic, part, tx, ty, use_alpha);
+            // A wholly transparent part (a frame's middle) is not tiled at all.
+            if (blend_alpha && pic.is_transparent(part)) continue;
+            tile_part(pic, part, cell, blend_alpha);
         }
     }
-    m_clip = saved;
+}
+
+void cls_canvas::tile_part(const cls_picture& pic, const cls_rect& part, const cls_rect& cell, bool blend_alpha) {
+    // Row by row across all the tiles at once: the pixel at (x, y) of the cell
+    // shows the part's pixel at its offset from the cell, wrapped round.
+    cls_rect d = cell.intersect(m_clip);
+    if (d.is_empty()) return;
+    // An opaque part (a frame's edges) is copied as it is, the whole row repeated
+    // from its first tile.
+    bool copy = pic.is_opaque(part);
+    for (int row = d.y; row < d.bottom(); ++row) {
+        int src_y = part.y + (row - cell.y) % part.h;
+        const uint32_t* in = pic.pixels() + static_cast<long>(src_y) * pic.width();
+        uint32_t* out = m_pixels + static_cast<long>(row) * m_stride;
+        int first = part.x, end = part.right();
+        if (blend_alpha && !copy) {
+            int f = 0, e = 0;
+            pic.visible_span(src_y, &f, &e);
+            first = std::max(first, f);
+            end = std::min(end, e);
+            if (first >= end) continue;
+        }
+        int src_x = part.x + (d.x - cell.x) % part.w;
+        int x = d.x;
+        // Where the row's first whole tile begins, once drawn: copies of the drawn tiles follow.
+        int period_start = -1;
+        while (x < d.right()) {
+            if (copy && period_start >= 0) {
+                int n = std::min(x - period_start, d.right() - x);
+                std::copy(out + period_start, out + period_start + n, out + x);
+                x += n;
+                continue;
+            }
+            int n = std::min(part.right() - src_x, d.right() - x);
+            // Source column i lands in column i + shift of the row.
+            int shift = x - src_x;
+            if (copy) {
+                std::copy(in + src_x, in + src_x + n, out + x);
+            } else if (!blend_alpha) {
+                for (int i = src_x; i < src_x + n; ++i) out[i + shift] = in[i] | 0xFF000000u;
+            } else {
+                for (int i = std::max(src_x, first), to = std::min(src_x + n, end); i < to; ++i) {
+                    uint32_t p = in[i];
+                    uint32_t a = p >> 24;
+                    if (a == 255) out[i + shift] = p;
+                    else if (a != 0) out[i + shift] = blend(out[i + shift], p, a);
+                }
+            }
+            if (src_x == part.x && period_start < 0) period_start = x;
+            x += n;
+            src_x = part.x;
+        }
+    }
 }
 
 void cls_canvas::draw_mask(const uint8_t* mask, int mask_w, int mask_h, int pitch, int x, int y,

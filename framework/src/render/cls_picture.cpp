@@ -32,6 +32,92 @@ cls_picture::cls_picture(int width, int height, bool has_alpha)
     for (int i = 0; i < width * height; ++i) m_pixels.append(0);
 }
 
+void cls_picture::know_rows() const {
+    if (m_spans_known) return;
+    size_t rows = static_cast<size_t>(m_height);
+    m_span_first.assign(rows, 0);
+    m_span_end.assign(rows, 0);
+    m_run_first.assign(rows, 0);
+    m_run_end.assign(rows, 0);
+    for (int row = 0; row < m_height; ++row) {
+        const uint32_t* p = m_pixels.begin() + static_cast<long>(row) * m_width;
+        int f = 0, e = m_width;
+        while (f < e && (p[f] >> 24) == 0) ++f;
+        while (e > f && (p[e - 1] >> 24) == 0) --e;
+        m_span_first[static_cast<size_t>(row)] = f;
+        m_span_end[static_cast<size_t>(row)] = e;
+        int best_first = 0, best_end = 0;
+        for (int x = f; x < e;) {
+            if ((p[x] >> 24) != 255) {
+                ++x;
+                continue;
+            }
+            int start = x;
+            while (x < e && (p[x] >> 24) == 255) ++x;
+            if (x - start > best_end - best_first) {
+                best_first = start;
+                best_end = x;
+            }
+        }
+        m_run_first[static_cast<size_t>(row)] = best_first;
+        m_run_end[static_cast<size_t>(row)] = best_end;
+    }
+    m_spans_known = true;
+}
+
+void cls_picture::visible_span(int y, int* first, int* end) const {
+    if (!m_has_alpha) {
+        *first = 0;
+        *end = m_width;
+        return;
+    }
+    know_rows();
+    *first = m_span_first[static_cast<size_t>(y)];
+    *end = m_span_end[static_cast<size_t>(y)];
+}
+
+void cls_picture::opaque_run(int y, int* first, int* end) const {
+    know_rows();
+    *first = m_run_first[static_cast<size_t>(y)];
+    *end = m_run_end[static_cast<size_t>(y)];
+}
+
+bool cls_picture::is_transparent(const cls_rect& part) const {
+    cls_rect p = part.intersect(cls_rect{0, 0, m_width, m_height});
+    if (p.is_empty()) return true;
+    if (!m_has_alpha) return false;
+    return answer(p).transparent;
+}
+
+bool cls_picture::is_opaque(const cls_rect& part) const {
+    cls_rect p = part.intersect(cls_rect{0, 0, m_width, m_height});
+    if (p.is_empty()) return true;
+    return answer(p).opaque;
+}
+
+const cls_picture::part_answer_t& cls_picture::answer(const cls_rect& p) const {
+    for (const part_answer_t& a : m_part_answers)
+        if (a.part == p) return a;
+    part_answer_t a{p, true, true};
+    for (int y = p.y; y < p.bottom() && (a.transparent || a.opaque); ++y) {
+        const uint32_t* row = m_pixels.begin() + static_cast<long>(y) * m_width;
+        for (int x = p.x; x < p.right(); ++x) {
+            uint32_t alpha = row[x] >> 24;
+            if (alpha != 0) a.transparent = false;
+            if (alpha != 255) a.opaque = false;
+        }
+    }
+    // Few parts are ever asked about (a nine-slice asks for the same nine each
+    // time); beyond this many the answer is worked out each time.
+    const size_t MAX_ANSWERS = 16;
+    if (m_part_answers.size() < MAX_ANSWERS) {
+        m_part_answers.push_back(a);
+        return m_part_answers.back();
+    }
+    m_last_answer = a;
+    return m_last_answer;
+}
+
 cls_sp<cls_picture> cls_picture::decode_bmp(const void* data, long long size, cls_string* error) {
     const unsigned char* bytes = static_cast<const unsigned char*>(data);
     cls_string reason;

@@ -16,6 +16,8 @@ void cls_button::set_pressed(bool pressed) {
     if (pressed && !is_enabled()) pressed = false;
     if (m_pressed == pressed) return;
     m_pressed = pressed;
+    // Its show_on_press items come or go.
+    mark_subtree_bounds_stale();
     invalidate(true);
 }
 
@@ -38,6 +40,8 @@ attr_result_t cls_button::apply_attr(const cls_string& name, const cls_string& v
     }
     return cls_event_handler::apply_attr(name, value);
 }
+
+bool cls_button::is_opaque() const { return (m_bg_argb >> 24) == 255; }
 
 void cls_button::on_draw(cls_canvas* canvas, int x, int y) {
     cls_rect box{x, y, width(), height()};

@@ -20,6 +20,8 @@ attr_result_t cls_cmn_item::apply_attr(const cls_string& name, const cls_string&
     return cls_event_handler::apply_attr(name, value);
 }
 
+bool cls_cmn_item::is_opaque() const { return (m_bg_argb >> 24) == 255; }
+
 void cls_cmn_item::on_draw(cls_canvas* canvas, int x, int y) {
     canvas->fill_rect(cls_rect{x, y, width(), height()}, cls_color::from_argb(m_bg_argb));
 }

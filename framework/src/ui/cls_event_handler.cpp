@@ -12,7 +12,8 @@ namespace ozgi {
 
 cls_event_handler::cls_event_handler()
     : m_parent(nullptr), m_index_in_parent(-1), m_x(0), m_y(0), m_w(0), m_h(0), m_moved_x(0), m_moved_y(0), m_visible(true),
-      m_enabled(true), m_focusable(false), m_show_on_focus(false), m_is_page(false), m_show_on_press(false) {
+      m_enabled(true), m_focusable(false), m_show_on_focus(false), m_is_page(false), m_show_on_press(false),
+      m_bounds_stale(true), m_bounds{0, 0, 0, 0, 0, false, true} {
     for (layout_expr_t& e : m_layout_exprs) e = layout_expr_t{nullptr, nullptr, 0, false, false};
     add_class_name("cls_event_handler");
 }
@@ -22,6 +23,7 @@ cls_event_handler::~cls_event_handler() {
     // The page outlives its items' destruction only when a single item goes away;
     // during the page's own destruction it is no longer a page here.
     if (m_parent) {
+        m_parent->mark_bounds_stale();
         cls_page* p = page();
         if (p) p->forget_item(this);
     }
@@ -56,6 +58,7 @@ void cls_event_handler::add_child(cls_event_handler* child) {
     child->m_parent = this;
     child->m_index_in_parent = static_cast<int>(m_children.size());
     m_children.push_back(child);
+    mark_bounds_stale();
 }
 
 void cls_event_handler::remove_child(cls_event_handler* child) {
@@ -65,6 +68,7 @@ void cls_event_handler::remove_child(cls_event_handler* child) {
     for (size_t i = at; i < m_children.size(); ++i) m_children[i]->m_index_in_parent = static_cast<int>(i);
     child->m_parent = nullptr;
     child->m_index_in_parent = -1;
+    mark_bounds_stale();
 }
 
 cls_event_handler* cls_event_handler::prev_sibling() const {
@@ -82,7 +86,10 @@ void cls_event_handler::add_group(const cls_string& name) {
     if (in_group(name)) return;
     m_groups.append(name);
     // Asked for every item on every repaint: kept as a flag, not looked up.
-    if (name == "show_on_press") m_show_on_press = true;
+    if (name == "show_on_press") {
+        m_show_on_press = true;
+        mark_bounds_stale();
+    }
 }
 
 bool cls_event_handler::in_group(const cls_string& name) const {

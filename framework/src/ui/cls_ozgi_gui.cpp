@@ -25,6 +25,7 @@
 #include "ozgi/cls_timer.h"
 #include "ozgi/cls_ui_res_loader.h"
 #include "ozgi/if_display_backend.h"
+#include "ui/event_handler_walk.h"
 #include "ui/gui_clock.h"
 #include "ui/gui_dump.h"
 #include "ui/gui_loop.h"
@@ -244,26 +245,65 @@ void fire_due_timers(impl_t* d) {
     }
 }
 
-// Draws `item` and its descendants where they meet `dirty`; `scroll` is how far
-// their page is scrolled (0 for the page itself, which stays in place). The walk
-// comes from the top page down, so each item asks only its own state, not its
-// ancestors'.
-void draw_subtree(cls_event_handler* item, cls_canvas* canvas, const cls_rect& dirty, int scroll) {
+// One rectangle's painting: where, and from which item on (null: from the start).
+struct paint_t {
+    cls_canvas* canvas;
+    cls_rect dirty;
+    const cls_event_handler* start;
+    bool started;
+};
+
+// Draws `item` and its descendants where they meet the dirty rectangle; `scroll`
+// is how far their page is scrolled (0 for the page itself, which stays in
+// place). The walk comes from the top page down, so each item asks only its own
+// state, not its ancestors'; subtrees wholly outside the rectangle are passed by.
+// Nothing is drawn before the paint's start item.
+void draw_subtree(cls_event_handler* item, paint_t* p, int scroll) {
     if (!item->shown_by_itself()) return;
-    // A page scrolls its content, not itself.
-    int x = item->left(), y = item->top() - (item->is_page() ? 0 : scroll);
-    cls_rect clip = cls_rect{x, y, item->width(), item->height()}.intersect(dirty);
-    if (!clip.is_empty()) {
-        canvas->set_clip(clip);
-        item->on_draw(canvas, x, y);
+    if (!item->is_page() && !bounds_meet(item->subtree_bounds(), scroll, p->dirty)) return;
+    if (item == p->start) p->started = true;
+    if (p->started) {
+        // A page scrolls its content, not itself.
+        int x = item->left(), y = item->top() - (item->is_page() ? 0 : scroll);
+        cls_rect clip = cls_rect{x, y, item->width(), item->height()}.intersect(p->dirty);
+        if (!clip.is_empty()) {
+            p->canvas->set_clip(clip);
+            item->on_draw(p->canvas, x, y);
+        }
     }
-    int child_scroll = item->is_page() ? static_cast<cls_page*>(item)->scroll_y() : scroll;
-    for (int i = 0; i < item->child_count(); ++i) draw_subtree(item->child(i), canvas, dirty, child_scroll);
+    int child_scroll = scroll_of_children(item, scroll);
+    int first = 0, end = 0;
+    children_meeting(item, child_scroll, p->dirty, &first, &end);
+    // Drawing may change the tree: the count is asked again.
+    for (int i = first; i < end && i < item->child_count(); ++i) draw_subtree(item->child(i), p, child_scroll);
 }
 
-void draw_tree(cls_event_handler* item, cls_canvas* canvas, const cls_rect& dirty) {
-    if (item->parent() && !item->parent()->is_visible()) return;
-    draw_subtree(item, canvas, dirty, 0);
+// The last item, in the order they are drawn, of `item`'s subtree that is shown
+// and fills the whole of `r` with an opaque colour: what lies under it there
+// need not be drawn. *found keeps its value when there is none.
+void find_cover(const cls_event_handler* item, const cls_rect& r, int scroll, const cls_event_handler** found) {
+    if (!item->shown_by_itself()) return;
+    if (!item->is_page() && !bounds_may_cover(item->subtree_bounds(), scroll, r)) return;
+    int y = item->top() - (item->is_page() ? 0 : scroll);
+    cls_rect own{item->left(), y, item->width(), item->height()};
+    if (own.intersect(r) == r && item->is_opaque()) *found = item;
+    int child_scroll = scroll_of_children(item, scroll);
+    int first = 0, end = 0;
+    children_meeting(item, child_scroll, r, &first, &end);
+    for (int i = first; i < end; ++i) find_cover(item->child(i), r, child_scroll, found);
+}
+
+void draw_tree(cls_page* top, cls_canvas* canvas, const cls_rect& dirty) {
+    paint_t p{canvas, dirty, nullptr, true};
+    bool shown = top && (!top->parent() || top->parent()->is_visible());
+    if (shown) find_cover(top, dirty, 0, &p.start);
+    if (p.start) {
+        p.started = false;
+    } else {
+        canvas->set_clip(dirty);
+        canvas->fill_rect(dirty, cls_color{0, 0, 0, 255});
+    }
+    if (shown) draw_subtree(top, &p, 0);
 }
 
 void repaint(impl_t* d) {
@@ -274,9 +314,7 @@ void repaint(impl_t* d) {
     cls_page* top = d->root ? d->root->top_page() : nullptr;
     cls_rect all;
     for (const cls_rect& r : d->painted) {
-        canvas.set_clip(r);
-        canvas.fill_rect(r, cls_color{0, 0, 0, 255});
-        if (top) draw_tree(top, &canvas, r);
+        draw_tree(top, &canvas, r);
         all = all.unite(r);
     }
     // One present for the frame: what lies between the rectangles is unchanged in

@@ -9,6 +9,7 @@
 #include "ozgi/cls_label.h"
 #include "ozgi/cls_root_container.h"
 #include "ozgi/cls_ui_res_loader.h"
+#include "ui/event_handler_walk.h"
 
 namespace ozgi {
 
@@ -32,13 +33,6 @@ void cls_page::init() {
 }
 
 namespace {
-
-void collect(cls_event_handler* item, std::vector<cls_event_handler*>* out) {
-    for (int i = 0; i < item->child_count(); ++i) {
-        out->push_back(item->child(i));
-        collect(item->child(i), out);
-    }
-}
 
 bool contains(const cls_event_handler* item, int px, int py) {
     int x, y, w, h;
@@ -80,14 +74,17 @@ bool cls_page::on_touch_event(const cls_ui_event& event) {
         // One wheel step moves three text lines' worth; a label under the pointer
         // with more text than room scrolls its text instead of the page.
         int dy = static_cast<int>(event.int_data(2)) * 48;
-        std::vector<cls_event_handler*> all;
-        collect(this, &all);
-        for (auto it = all.rbegin(); it != all.rend(); ++it) {
-            cls_label* l = dynamic_cast<cls_label*>(*it);
-            if (l && l->is_visible() && contains(l, px, py) && l->text_overflows()) {
-                l->drag_text(dy);
-                return true;
-            }
+        cls_label* text = nullptr;
+        auto find_text = [&](cls_event_handler* item) {
+            if (!contains(item, px, py)) return false;
+            cls_label* l = dynamic_cast<cls_label*>(item);
+            if (l && l->text_overflows()) text = l;
+            return text != nullptr;
+        };
+        if (is_visible()) visit_at_point_top_first(this, px, py, m_scroll_y, find_text);
+        if (text) {
+            text->drag_text(dy);
+            return true;
         }
         set_scroll_y(m_scroll_y - dy);
         return true;
@@ -102,12 +99,9 @@ bool cls_page::on_touch_event(const cls_ui_event& event) {
         m_last_y = py;
         m_pressed = nullptr;
         m_drag_label = nullptr;
-        std::vector<cls_event_handler*> all;
-        collect(this, &all);
         // The last item drawn at the point is the one on top.
-        for (auto it = all.rbegin(); it != all.rend(); ++it) {
-            cls_event_handler* item = *it;
-            if (!item->is_visible() || !contains(item, px, py)) continue;
+        auto take = [&](cls_event_handler* item) {
+            if (!contains(item, px, py)) return false;
             cls_label* l = dynamic_cast<cls_label*>(item);
             if (l && !m_drag_label && l->text_overflows()) m_drag_label = l;
             cls_button* b = dynamic_cast<cls_button*>(item);
@@ -115,7 +109,9 @@ bool cls_page::on_touch_event(const cls_ui_event& event) {
                 m_pressed = b;
                 if (b->is_enabled()) b->set_pressed(true);
             }
-        }
+            return m_pressed && m_drag_label;
+        };
+        if (is_visible()) visit_at_point_top_first(this, px, py, m_scroll_y, take);
         return true;
     }
     case cls_ui_event::TOUCH_MOVE: {
@@ -168,6 +164,8 @@ attr_result_t cls_page::apply_attr(const cls_string& name, const cls_string& val
     return cls_event_handler::apply_attr(name, value);
 }
 
+bool cls_page::is_opaque() const { return (m_bg_argb >> 24) == 255; }
+
 void cls_page::on_draw(cls_canvas* canvas, int x, int y) {
     canvas->fill_rect(cls_rect{x, y, width(), height()}, cls_color::from_argb(m_bg_argb));
 }
@@ -177,33 +175,23 @@ void cls_page::set_focus_item(cls_event_handler* item) {
         if (item) scroll_into_view(item);
         return;
     }
-    if (m_focus) m_focus->invalidate(true);
+    // The show_on_focus items of both come or go.
+    if (m_focus) {
+        m_focus->mark_subtree_bounds_stale();
+        m_focus->invalidate(true);
+    }
     m_focus = item;
     if (item) {
+        item->mark_subtree_bounds_stale();
         scroll_into_view(item);
         item->invalidate(true);
     }
 }
 
-namespace {
-
-// The lowest bottom edge among the visible descendants of `item` (itself shown),
-// and `lowest` when none reaches further. Hidden items hide their descendants.
-int lowest_visible_bottom(const cls_event_handler* item, int lowest) {
-    for (int i = 0; i < item->child_count(); ++i) {
-        const cls_event_handler* c = item->child(i);
-        if (!c->shown_by_itself()) continue;
-        if (c->bottom() > lowest) lowest = c->bottom();
-        lowest = lowest_visible_bottom(c, lowest);
-    }
-    return lowest;
-}
-
-} // namespace
-
 int cls_page::max_scroll_y() const {
-    // Walked without collecting: a long page scrolls on every move of a drag.
-    int bottom_most = is_visible() ? lowest_visible_bottom(this, bottom()) : bottom();
+    // From the cached bounds: a long page scrolls on every move of a drag.
+    int bottom_most = bottom();
+    if (is_visible() && subtree_bounds().lowest_bottom > bottom_most) bottom_most = subtree_bounds().lowest_bottom;
     int screen_h = cls_ui_res_loader::ins()->screen_height();
     int view_bottom = top() + (height() < screen_h ? height() : screen_h);
     int over = bottom_most - view_bottom;

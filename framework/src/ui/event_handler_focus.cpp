@@ -13,6 +13,7 @@ void cls_event_handler::hide() { set_visible(false); }
 void cls_event_handler::set_visible(bool visible) {
     if (m_visible == visible) return;
     m_visible = visible;
+    mark_bounds_stale();
     invalidate(true);
     if (!visible) {
         cls_page* p = page();
@@ -41,6 +42,19 @@ bool shown_self(const cls_event_handler* item) {
 }
 
 } // namespace
+
+void cls_event_handler::set_focusable(bool focusable) {
+    if (m_focusable == focusable) return;
+    m_focusable = focusable;
+    // The show_on_focus items below may now follow another item's focus.
+    mark_subtree_bounds_stale();
+}
+
+void cls_event_handler::set_show_on_focus(bool on) {
+    if (m_show_on_focus == on) return;
+    m_show_on_focus = on;
+    mark_bounds_stale();
+}
 
 bool cls_event_handler::shown_by_itself() const { return shown_self(this); }
 
@@ -96,31 +110,51 @@ bool cls_event_handler::has_focus() const {
 
 namespace {
 
+// Whether the focus may go to `item`, an item other than the reference.
+bool takes_focus(const cls_event_handler* item) {
+    return item->is_focusable() && item->is_visible() && item->is_enabled();
+}
+
+// One walk over the page's items in creation order (forward) or in the reverse
+// of it, without collecting them: the first item past the reference that takes
+// the focus, and the first one before it for a wrap.
+struct focus_walk_t {
+    const cls_event_handler* ref;
+    bool passed_ref;
+    cls_event_handler* before;  // the first that takes the focus before the reference
+    cls_event_handler* after;   // the first past it
+};
+
+// Returns true once the answer is found.
+bool walk_focus(const cls_event_handler* item, bool forward, focus_walk_t* w) {
+    int n = item->child_count();
+    for (int k = 0; k < n; ++k) {
+        cls_event_handler* c = item->child(forward ? k : n - 1 - k);
+        // Forward each item comes before its descendants, backward after them.
+        if (!forward && walk_focus(c, forward, w)) return true;
+        if (c == w->ref) {
+            w->passed_ref = true;
+        } else if (c->is_focusable()) {
+            if (w->passed_ref && takes_focus(c)) {
+                w->after = c;
+                return true;
+            }
+            if (!w->passed_ref && !w->before && takes_focus(c)) w->before = c;
+        }
+        if (forward && walk_focus(c, forward, w)) return true;
+    }
+    return false;
+}
+
 cls_event_handler* step_focus(const cls_event_handler* from, bool forward, bool wrap) {
     cls_page* p = from->page();
     if (!p) return nullptr;
     const cls_event_handler* ref = (from == p) ? p->focus_item() : from;
-    std::vector<cls_event_handler*> all;
-    collect_descendants(p, &all);
-    std::vector<cls_event_handler*> chain;
-    for (cls_event_handler* d : all)
-        if (d->is_focusable() || d == ref) chain.push_back(d);
-    int n = static_cast<int>(chain.size());
-    if (n == 0) return nullptr;
-    int at = -1;
-    for (int i = 0; i < n; ++i)
-        if (chain[i] == ref) at = i;
-    for (int step = 1; step <= n; ++step) {
-        int i;
-        if (at < 0) i = forward ? step - 1 : n - step;
-        else i = forward ? at + step : at - step;
-        if (i < 0 || i >= n) {
-            if (!wrap) return nullptr;
-            i = (i % n + n) % n;
-        }
-        cls_event_handler* c = chain[i];
-        if (c != ref && c->is_focusable() && c->is_visible() && c->is_enabled()) return c;
-    }
+    focus_walk_t w{ref, false, nullptr, nullptr};
+    walk_focus(p, forward, &w);
+    if (w.after) return w.after;
+    // Without the reference among the items, they all count as past it.
+    if (!w.passed_ref || wrap) return w.before;
     return nullptr;
 }
 

@@ -1,6 +1,8 @@
 // cls_event_handler: position and size, layout expressions and invalidation.
 #include "ozgi/cls_event_handler.h"
 
+#include <climits>
+
 #include "ozgi/cls_log.h"
 #include "ozgi/cls_ozgi_gui.h"
 #include "ozgi/cls_page.h"
@@ -25,8 +27,10 @@ void cls_event_handler::move_by(int dx, int dy, bool with_children) {
         for (cls_event_handler* d : all) {
             d->m_x += dx;
             d->m_y += dy;
+            d->m_bounds_stale = true;
         }
     }
+    mark_bounds_stale();
     invalidate(true);
 }
 
@@ -37,6 +41,7 @@ void cls_event_handler::move_by(const cls_size& distance, bool with_children) {
 void cls_event_handler::set_height(int height, bool relayout_children) {
     invalidate(true);
     m_h = height;
+    mark_bounds_stale();
     set_fixed_layout(1, height);
     if (relayout_children)
         for (cls_event_handler* c : m_children) c->relayout(true);
@@ -46,6 +51,7 @@ void cls_event_handler::set_height(int height, bool relayout_children) {
 void cls_event_handler::set_width(int width, bool relayout_children) {
     invalidate(true);
     m_w = width;
+    mark_bounds_stale();
     set_fixed_layout(0, width);
     if (relayout_children)
         for (cls_event_handler* c : m_children) c->relayout(true);
@@ -57,6 +63,7 @@ void cls_event_handler::set_geometry(int x, int y, int w, int h) {
     m_y = y;
     m_w = w;
     m_h = h;
+    mark_bounds_stale();
 }
 
 void cls_event_handler::screen_rect(int* x, int* y, int* w, int* h) const {
@@ -73,6 +80,61 @@ bool cls_event_handler::content_size(int* width, int* height) {
     *height = 0;
     return false;
 }
+
+namespace {
+
+int to_int(long long v) { return v < INT_MIN ? INT_MIN : v > INT_MAX ? INT_MAX : static_cast<int>(v); }
+
+} // namespace
+
+void cls_event_handler::mark_bounds_stale() {
+    // A stale item's ancestors are stale already: working out an item's bounds
+    // works out all its children's, so none stays stale below a fresh one.
+    for (cls_event_handler* p = this; p && !p->m_bounds_stale; p = p->m_parent) p->m_bounds_stale = true;
+}
+
+void cls_event_handler::mark_subtree_bounds_stale() {
+    mark_bounds_stale();
+    for (cls_event_handler* c : m_children) {
+        c->m_bounds_stale = true;
+        c->mark_subtree_bounds_stale();
+    }
+}
+
+const cls_event_handler::subtree_bounds_t& cls_event_handler::subtree_bounds() const {
+    if (!m_bounds_stale) return m_bounds;
+    subtree_bounds_t b;
+    // A layout may put any int in each of position and size; their sum is cut to int.
+    int right = to_int(static_cast<long long>(m_x) + m_w), bottom = to_int(static_cast<long long>(m_y) + m_h);
+    b.x0 = m_w < 0 ? right : m_x;
+    b.x1 = m_w < 0 ? m_x : right;
+    b.y0 = m_h < 0 ? bottom : m_y;
+    b.y1 = m_h < 0 ? m_y : bottom;
+    b.lowest_bottom = bottom;
+    b.holds_page = false;
+    b.children_ordered = true;
+    const subtree_bounds_t* prev = nullptr;
+    for (const cls_event_handler* c : m_children) {
+        // Hidden children's bounds are worked out too, so that none is left stale
+        // and the order of the children's boxes can be told.
+        const subtree_bounds_t& cb = c->subtree_bounds();
+        bool page_in_it = c->m_is_page || cb.holds_page;
+        if (page_in_it || (prev && (cb.y0 < prev->y0 || cb.y1 < prev->y1))) b.children_ordered = false;
+        prev = &cb;
+        if (!c->shown_by_itself()) continue;
+        if (cb.x0 < b.x0) b.x0 = cb.x0;
+        if (cb.y0 < b.y0) b.y0 = cb.y0;
+        if (cb.x1 > b.x1) b.x1 = cb.x1;
+        if (cb.y1 > b.y1) b.y1 = cb.y1;
+        if (cb.lowest_bottom > b.lowest_bottom) b.lowest_bottom = cb.lowest_bottom;
+        if (page_in_it) b.holds_page = true;
+    }
+    m_bounds = b;
+    m_bounds_stale = false;
+    return m_bounds;
+}
+
+bool cls_event_handler::is_opaque() const { return false; }
 
 void cls_event_handler::invalidate(bool with_children) {
     cls_root_container* root = cls_root_container::ins();
@@ -138,6 +200,7 @@ void cls_event_handler::relayout(bool with_children) {
         else if (i == 2) m_x = v + m_moved_x;
         else m_y = v + m_moved_y;
     }
+    mark_bounds_stale();
     if (with_children)
         for (cls_event_handler* c : m_children) c->relayout(true);
 }
