@@ -41,6 +41,11 @@ public:
     void draw_picture(const cls_picture& pic, int x, int y, bool use_alpha);
     /// Draws the part `src` of the picture with its top-left corner at (x, y).
     void draw_picture_part(const cls_picture& pic, const cls_rect& src, int x, int y, bool use_alpha);
+    /// The cells of `dst` and the parts of `pic` that nine-slice drawing pairs, in
+    /// rows from the top: cells[i] is tiled from parts[i]. Borders wider than the
+    /// picture or than `dst` are cut as draw_tiled_picture cuts them.
+    static void nine_slice(const cls_picture& pic, const cls_rect& dst, int left, int right, int top, int bottom,
+                           cls_rect cells[9], cls_rect parts[9]);
     /// Nine-slice drawing of the picture into `dst`: the four corners (`left`,
     /// `right` columns wide, `top`, `bottom` rows high) keep their size, the edges
     /// and the middle are tiled (repeated, not stretched) to fill the rest.

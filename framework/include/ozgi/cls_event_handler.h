@@ -226,7 +226,21 @@ public:
     /// Marks the item's screen area for repainting in the current loop turn;
     /// with_children true also covers descendants lying outside it.
     void invalidate(bool with_children = false);
+    /// Marks for repainting all that the item and its descendants draw, for an
+    /// item that comes or goes. The default is invalidate(true); an item that
+    /// draws only parts of its rectangle may mark just those.
+    virtual void invalidate_drawn();
+    /// Marks for repainting what a change of this item's focus changes: the
+    /// show_on_focus items that follow it (the items below it whose nearest
+    /// focusable ancestor it is). Nothing else draws by focus.
+    void invalidate_focus_followers();
 
+protected:
+    /// Marks a rectangle in screen coordinates for repainting when the item's page
+    /// is on top, as invalidate does for the item's own rectangle.
+    void invalidate_screen_rect(const cls_rect& rect);
+
+public:
     // ---- Layout support ------------------------------------------------------
     /// Applies one layout attribute that belongs to the item's class (geometry,
     /// names and the common flags are handled by the loader).

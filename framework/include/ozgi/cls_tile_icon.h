@@ -13,6 +13,9 @@ public:
 
     attr_result_t apply_attr(const cls_string& name, const cls_string& value) override;
     void on_draw(cls_canvas* canvas, int x, int y) override;
+    /// Marks only the cells that draw something: a frame whose middle is wholly
+    /// transparent comes and goes with its four edges, not its whole rectangle.
+    void invalidate_drawn() override;
 
 private:
     int m_left_width, m_right_width, m_top_height, m_bottom_height;

@@ -98,9 +98,8 @@ void cls_canvas::blend_row(const uint32_t* in, uint32_t* out, int from, int to) 
     }
 }
 
-void cls_canvas::draw_tiled_picture(const cls_picture& pic, const cls_rect& dst, int left, int right, int top,
-                                    int bottom, bool use_alpha) {
-    if (dst.is_empty() || pic.width() <= 0 || pic.height() <= 0) return;
+void cls_canvas::nine_slice(const cls_picture& pic, const cls_rect& dst, int left, int right, int top, int bottom,
+                            cls_rect cells[9], cls_rect parts[9]) {
     left = std::max(0, std::min(left, pic.width()));
     right = std::max(0, std::min(right, pic.width() - left));
     top = std::max(0, std::min(top, pic.height()));
@@ -120,16 +119,27 @@ void cls_canvas::draw_tiled_picture(const cls_picture& pic, const cls_rect& dst,
     int src_y[4] = {0, top, pic.height() - bottom, pic.height()};
     int dst_x[4] = {dst.x, dst.x + left, dst.right() - right, dst.right()};
     int dst_y[4] = {dst.y, dst.y + top, dst.bottom() - bottom, dst.bottom()};
-    bool blend_alpha = use_alpha && pic.has_alpha();
     for (int row = 0; row < 3; ++row) {
         for (int col = 0; col < 3; ++col) {
-            cls_rect cell{dst_x[col], dst_y[row], dst_x[col + 1] - dst_x[col], dst_y[row + 1] - dst_y[row]};
-            cls_rect part{src_x[col], src_y[row], src_x[col + 1] - src_x[col], src_y[row + 1] - src_y[row]};
-            if (cell.is_empty() || part.is_empty()) continue;
-            // A wholly transparent part (a frame's middle) is not tiled at all.
-            if (blend_alpha && pic.is_transparent(part)) continue;
-            tile_part(pic, part, cell, blend_alpha);
+            cells[row * 3 + col] =
+                cls_rect{dst_x[col], dst_y[row], dst_x[col + 1] - dst_x[col], dst_y[row + 1] - dst_y[row]};
+            parts[row * 3 + col] =
+                cls_rect{src_x[col], src_y[row], src_x[col + 1] - src_x[col], src_y[row + 1] - src_y[row]};
         }
+    }
+}
+
+void cls_canvas::draw_tiled_picture(const cls_picture& pic, const cls_rect& dst, int left, int right, int top,
+                                    int bottom, bool use_alpha) {
+    if (dst.is_empty() || pic.width() <= 0 || pic.height() <= 0) return;
+    cls_rect cells[9], parts[9];
+    nine_slice(pic, dst, left, right, top, bottom, cells, parts);
+    bool blend_alpha = use_alpha && pic.has_alpha();
+    for (int i = 0; i < 9; ++i) {
+        if (cells[i].is_empty() || parts[i].is_empty()) continue;
+        // A wholly transparent part (a frame's middle) is not tiled at all.
+        if (blend_alpha && pic.is_transparent(parts[i])) continue;
+        tile_part(pic, parts[i], cells[i], blend_alpha);
     }
 }
 

@@ -175,16 +175,16 @@ void cls_page::set_focus_item(cls_event_handler* item) {
         if (item) scroll_into_view(item);
         return;
     }
-    // The show_on_focus items of both come or go.
+    // The show_on_focus items of both come or go; nothing else draws by focus.
     if (m_focus) {
         m_focus->mark_subtree_bounds_stale();
-        m_focus->invalidate(true);
+        m_focus->invalidate_focus_followers();
     }
     m_focus = item;
     if (item) {
         item->mark_subtree_bounds_stale();
         scroll_into_view(item);
-        item->invalidate(true);
+        item->invalidate_focus_followers();
     }
 }
 

@@ -137,16 +137,30 @@ const cls_event_handler::subtree_bounds_t& cls_event_handler::subtree_bounds() c
 bool cls_event_handler::is_opaque() const { return false; }
 
 void cls_event_handler::invalidate(bool with_children) {
+    int x, y, w, h;
+    screen_rect(&x, &y, &w, &h);
+    invalidate_screen_rect(cls_rect{x, y, w, h});
+    if (with_children)
+        for (cls_event_handler* c : m_children) c->invalidate(true);
+}
+
+void cls_event_handler::invalidate_screen_rect(const cls_rect& rect) {
     cls_root_container* root = cls_root_container::ins();
     if (!root) return;
     // Only the top page is on the screen; changes below it need no repaint.
     cls_page* p = page();
     if (p && p != root->top_page()) return;
-    int x, y, w, h;
-    screen_rect(&x, &y, &w, &h);
-    cls_ozgi_gui::ins()->invalidate_rect(x, y, w, h);
-    if (with_children)
-        for (cls_event_handler* c : m_children) c->invalidate(true);
+    cls_ozgi_gui::ins()->invalidate_rect(rect.x, rect.y, rect.w, rect.h);
+}
+
+void cls_event_handler::invalidate_drawn() { invalidate(true); }
+
+void cls_event_handler::invalidate_focus_followers() {
+    for (cls_event_handler* c : m_children) {
+        if (c->show_on_focus()) c->invalidate_drawn();
+        // A focusable item's own followers go with its focus, not with this one's.
+        else if (!c->is_focusable()) c->invalidate_focus_followers();
+    }
 }
 
 
