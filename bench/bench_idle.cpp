@@ -25,6 +25,7 @@
 #include <thread>
 #include <vector>
 
+#include "bench_menu.h"
 #include "ozgi/if_display_backend.h"
 
 namespace {
@@ -32,16 +33,6 @@ namespace {
 constexpr int SETTLE_MS = 2000;
 constexpr int IDLE_MS = 10000;
 
-std::string program_path() {
-    const char* env = std::getenv("VESK_IDLE_PROGRAM");
-    if (env && *env) return env;
-    char self[4096];
-    ssize_t n = ::readlink("/proc/self/exe", self, sizeof self - 1);
-    if (n <= 0) return "vesk";
-    std::string dir(self, static_cast<size_t>(n));
-    dir = dir.substr(0, dir.rfind('/'));
-    return dir + "/../vesk";
-}
 
 // CPU time (user and system) that process `pid` has used so far, all its threads
 // together (SDL may start threads of its own), in nanoseconds. The scheduler's own
@@ -100,7 +91,7 @@ long long idle_cpu_ns(const std::string& video, bool fbdev = false) {
         std::ofstream out(script);
         out << "wait " << (SETTLE_MS + IDLE_MS + 5000) << "\nquit\n";
     }
-    std::string program = program_path();
+    std::string program = bench::program_path("VESK_IDLE_PROGRAM");
     pid_t pid = ::fork();
     if (pid == 0) {
         // An empty menu directory: the local device finds nothing to list.

@@ -21,34 +21,13 @@
 #include <string>
 #include <vector>
 
+#include "bench_menu.h"
 #include "devices/cls_vesk_device.h"
 #include "ozgi/cls_input_args.h"
 #include "ozgi/cls_ozgi_gui.h"
 
 namespace {
 
-// A menu directory with `count` tests in its root, removed at exit.
-struct menu_dir_t {
-    std::string root;
-    explicit menu_dir_t(int count) {
-        std::string pattern = (std::filesystem::temp_directory_path() / "vesk_bench_page_XXXXXX").string();
-        std::vector<char> buf(pattern.begin(), pattern.end());
-        buf.push_back('\0');
-        if (::mkdtemp(buf.data()) == nullptr) std::abort();
-        root = buf.data();
-        for (int i = 0; i < count; ++i) {
-            char name[32];
-            std::snprintf(name, sizeof name, "/test_%05d", i);
-            std::string path = root + name;
-            std::ofstream(path) << "#!/bin/sh\nexit 0\n";
-            ::chmod(path.c_str(), 0755);
-        }
-    }
-    ~menu_dir_t() {
-        std::error_code ec;
-        std::filesystem::remove_all(root, ec);
-    }
-};
 
 std::string script_path() {
     static std::string path = [] {
@@ -73,14 +52,7 @@ double cpu_now() {
 // Seconds from the GUI's start to its end: the root menu page of `dir` is
 // opened, painted once and closed. The menu is scanned before, untimed.
 times_t open_seconds(const std::string& dir) {
-    cls_vesk_device::release_func(cls_vesk_device::ins());
-    cls_vesk_device::ins()->set_info("local", dir.c_str());
-    cls_vesk_device::ins()->set_serial_id("LOCAL_DEVICE");
-    ozgi::cls_array<ozgi::cls_string> args;
-    args.append("--ozgi-video=headless");
-    args.append("--ozgi-first-page=menu_page/first_page.xml");
-    args.append(ozgi::cls_string(("--ozgi-script=" + script_path()).c_str()));
-    ozgi::cls_input_args::ins()->set_args(args);
+    bench::prepare_gui(dir, script_path());
     auto start = std::chrono::steady_clock::now();
     double cpu_start = cpu_now();
     ozgi::cls_ozgi_gui::ins()->start_gui();
@@ -104,10 +76,10 @@ times_t best_of(const std::string& dir, int runs) {
 // ratio is not skewed by load that comes and goes.
 void BM_menu_page_open(benchmark::State& state) {
     const int sizes[] = {100, 1000, 10000};
-    static menu_dir_t empty(0);
-    static std::map<int, menu_dir_t*> dirs;
+    static bench::menu_dir_t empty(0, "vesk_bench_page");
+    static std::map<int, bench::menu_dir_t*> dirs;
     for (int n : sizes)
-        if (!dirs[n]) dirs[n] = new menu_dir_t(n);
+        if (!dirs[n]) dirs[n] = new bench::menu_dir_t(n, "vesk_bench_page");
     std::map<int, double> cpu_us, wall_us;
     times_t fixed{0, 0}, at_10000{0, 0};
     for (auto _ : state) {

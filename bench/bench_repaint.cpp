@@ -18,6 +18,7 @@
 #include <string>
 #include <vector>
 
+#include "bench_menu.h"
 #include "devices/cls_vesk_device.h"
 #include "ozgi/cls_input_args.h"
 #include "ozgi/cls_ozgi_gui.h"
@@ -26,25 +27,6 @@ namespace {
 
 const int CHANGES = 200;
 
-struct menu_dir_t {
-    std::string root;
-    menu_dir_t() {
-        std::string pattern = (std::filesystem::temp_directory_path() / "vesk_bench_repaint_XXXXXX").string();
-        std::vector<char> buf(pattern.begin(), pattern.end());
-        buf.push_back('\0');
-        if (::mkdtemp(buf.data()) == nullptr) std::abort();
-        root = buf.data();
-        for (int i = 0; i < 30; ++i) {
-            std::string path = root + "/test_" + std::to_string(i);
-            std::ofstream(path) << "#!/bin/sh\nexit 0\n";
-            ::chmod(path.c_str(), 0755);
-        }
-    }
-    ~menu_dir_t() {
-        std::error_code ec;
-        std::filesystem::remove_all(root, ec);
-    }
-};
 
 double cpu_now() {
     struct timespec ts;
@@ -53,19 +35,12 @@ double cpu_now() {
 }
 
 // CPU seconds of one GUI run of `script` on the menu; the best of `runs`.
-double run_script(const menu_dir_t& menu, const std::string& script, int runs) {
+double run_script(const bench::menu_dir_t& menu, const std::string& script, int runs) {
     std::string path = menu.root + ".ozs";
     std::ofstream(path) << script;
     double best = 1e9;
     for (int i = 0; i < runs; ++i) {
-        cls_vesk_device::release_func(cls_vesk_device::ins());
-        cls_vesk_device::ins()->set_info("local", menu.root.c_str());
-        cls_vesk_device::ins()->set_serial_id("LOCAL_DEVICE");
-        ozgi::cls_array<ozgi::cls_string> args;
-        args.append("--ozgi-video=headless");
-        args.append("--ozgi-first-page=menu_page/first_page.xml");
-        args.append(ozgi::cls_string(("--ozgi-script=" + path).c_str()));
-        ozgi::cls_input_args::ins()->set_args(args);
+        bench::prepare_gui(menu.root, path);
         double start = cpu_now();
         ozgi::cls_ozgi_gui::ins()->start_gui();
         double t = cpu_now() - start;
@@ -82,7 +57,7 @@ std::string repeat(const std::string& lines, int times) {
 }
 
 void BM_focus_move_vs_full_repaint(benchmark::State& state) {
-    menu_dir_t menu;
+    bench::menu_dir_t menu(30, "vesk_bench_repaint");
     double base = 0, focus = 0, full = 0;
     for (auto _ : state) {
         base = run_script(menu, repeat("key F1\n", CHANGES), 5);

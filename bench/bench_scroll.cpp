@@ -27,6 +27,7 @@
 #include <string>
 #include <vector>
 
+#include "bench_menu.h"
 #include "devices/cls_vesk_device.h"
 #include "ozgi/cls_input_args.h"
 #include "ozgi/cls_ozgi_gui.h"
@@ -139,42 +140,14 @@ private:
     std::string m_current;
 };
 
-struct menu_dir_t {
-    std::string root;
-    menu_dir_t() {
-        std::string pattern = (std::filesystem::temp_directory_path() / "vesk_bench_scroll_XXXXXX").string();
-        std::vector<char> buf(pattern.begin(), pattern.end());
-        buf.push_back('\0');
-        if (::mkdtemp(buf.data()) == nullptr) std::abort();
-        root = buf.data();
-        for (int i = 0; i < TESTS; ++i) {
-            char name[32];
-            std::snprintf(name, sizeof name, "/test_%05d", i);
-            std::string path = root + name;
-            std::ofstream(path) << "#!/bin/sh\nexit 0\n";
-            ::chmod(path.c_str(), 0755);
-        }
-    }
-    ~menu_dir_t() {
-        std::error_code ec;
-        std::filesystem::remove_all(root, ec);
-    }
-};
 
 void BM_drag_10000_entries_top_to_bottom(benchmark::State& state) {
-    menu_dir_t menu;
+    bench::menu_dir_t menu(TESTS, "vesk_bench_scroll");
     std::vector<double> frames, frames_cpu;
     std::vector<long> reached;
     int final_scroll = 0, max_scroll = -1, moves = 0;
     for (auto _ : state) {
-        cls_vesk_device::release_func(cls_vesk_device::ins());
-        cls_vesk_device::ins()->set_info("local", menu.root.c_str());
-        cls_vesk_device::ins()->set_serial_id("LOCAL_DEVICE");
-        ozgi::cls_array<ozgi::cls_string> args;
-        args.append("--ozgi-video=headless");
-        args.append("--ozgi-first-page=menu_page/first_page.xml");
-        args.append("--ozgi-script=-");
-        ozgi::cls_input_args::ins()->set_args(args);
+        bench::prepare_gui(menu.root, "-");
         timed_lines_t feed;
         std::streambuf* saved = std::cin.rdbuf(&feed);
         ozgi::cls_ozgi_gui::ins()->start_gui();

@@ -22,6 +22,7 @@
 #include <string>
 #include <vector>
 
+#include "bench_menu.h"
 #include "devices/cls_local_vesk_device.h"
 
 extern char** environ;
@@ -32,16 +33,6 @@ double now_s() {
     return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
 }
 
-std::string program_path() {
-    const char* env = std::getenv("VESK_START_PROGRAM");
-    if (env && *env) return env;
-    char self[4096];
-    ssize_t n = ::readlink("/proc/self/exe", self, sizeof self - 1);
-    if (n <= 0) return "vesk";
-    std::string dir(self, static_cast<size_t>(n));
-    dir = dir.substr(0, dir.rfind('/'));
-    return dir + "/../vesk";
-}
 
 std::string make_temp_dir(const char* name) {
     std::string pattern = (std::filesystem::temp_directory_path() / name).string() + "_XXXXXX";
@@ -82,7 +73,7 @@ double start_seconds(const std::string& menu, const std::string& work) {
     ::unlink(fifo.c_str());
     if (::mkfifo(fifo.c_str(), 0600) != 0) std::abort();
     std::ofstream(script) << "dump " << fifo << "\n";
-    std::string program = program_path();
+    std::string program = bench::program_path("VESK_START_PROGRAM");
     std::string dir_arg = "--dir=" + menu;
     std::string script_arg = "--ozgi-script=" + script;
     char* argv[] = {const_cast<char*>(program.c_str()), const_cast<char*>("--ozgi-video=headless"),

@@ -217,6 +217,15 @@ struct run_opts_t {
     std::string cwd;
 };
 
+/// An argument or environment vector for exec: pointers into `strings`, ended
+/// by a null pointer. `strings` must outlive it and stay unchanged.
+inline std::vector<char*> exec_vector(std::vector<std::string>& strings) {
+    std::vector<char*> pointers;
+    for (std::string& s : strings) pointers.push_back(&s[0]);
+    pointers.push_back(nullptr);
+    return pointers;
+}
+
 inline std::vector<std::string> make_env(const run_opts_t& o) {
     std::vector<std::string> env;
     for (char** e = environ; *e; ++e) {
@@ -237,11 +246,7 @@ inline pid_t spawn_program(const run_opts_t& o, int in_fd, int out_fd, int err_f
     argv_s.push_back(VESK_PROGRAM);
     for (const std::string& a : o.args) argv_s.push_back(a);
     std::vector<std::string> env_s = make_env(o);
-    std::vector<char*> argv, envp;
-    for (std::string& a : argv_s) argv.push_back(&a[0]);
-    argv.push_back(nullptr);
-    for (std::string& e : env_s) envp.push_back(&e[0]);
-    envp.push_back(nullptr);
+    std::vector<char*> argv = exec_vector(argv_s), envp = exec_vector(env_s);
     pid_t pid = ::fork();
     if (pid == 0) {
         if (in_fd >= 0) ::dup2(in_fd, 0);

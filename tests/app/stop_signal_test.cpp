@@ -41,11 +41,7 @@ pid_t start(const std::vector<std::string>& args, const std::vector<std::string>
     std::vector<std::string> argv_s{VESK_PROGRAM};
     argv_s.insert(argv_s.end(), args.begin(), args.end());
     std::vector<std::string> env_s(env);
-    std::vector<char*> argv, envp;
-    for (std::string& a : argv_s) argv.push_back(&a[0]);
-    argv.push_back(nullptr);
-    for (std::string& e : env_s) envp.push_back(&e[0]);
-    envp.push_back(nullptr);
+    std::vector<char*> argv = exec_vector(argv_s), envp = exec_vector(env_s);
     pid_t pid = ::fork();
     if (pid == 0) {
         int o = ::open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);

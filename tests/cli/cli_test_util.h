@@ -24,11 +24,7 @@ inline run_result run_cli(const run_opts_t& o) {
     std::vector<std::string> argv_s{VESK_CLI_PROGRAM};
     for (const std::string& a : o.args) argv_s.push_back(a);
     std::vector<std::string> env_s = app_test::make_env(o);
-    std::vector<char*> argv, envp;
-    for (std::string& a : argv_s) argv.push_back(&a[0]);
-    argv.push_back(nullptr);
-    for (std::string& e : env_s) envp.push_back(&e[0]);
-    envp.push_back(nullptr);
+    std::vector<char*> argv = app_test::exec_vector(argv_s), envp = app_test::exec_vector(env_s);
     pid_t pid = ::fork();
     if (pid == 0) {
         ::dup2(null_fd, 0);
