@@ -32,7 +32,7 @@ void bm_to_json(benchmark::State& state) {
     args.append("--freq").append("500");
     record.begin("local", "LOCAL_DEVICE", "audio/speaker_test", args);
     record.add_output(piece_of(1024 * 1024));
-    record.finish(0, "PASS");
+    record.finish(0, cls_vesk_run_record::RESULT_PASS);
     for (auto _ : state) benchmark::DoNotOptimize(record.to_json());
 }
 BENCHMARK(bm_to_json);

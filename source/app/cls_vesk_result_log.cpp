@@ -1,6 +1,5 @@
 #include "app/cls_vesk_result_log.h"
 
-#include "devices/cls_adb_vesk_device.h"
 #include "devices/cls_vesk_device.h"
 #include "ozgi/cls_file.h"
 #include "ozgi/cls_log.h"
@@ -49,11 +48,10 @@ void cls_vesk_result_log::run_started() {
     cls_array<cls_vesk_device::arg_info_t> args;
     device->get_args(&args);
     cls_array<cls_string> words;
-    for (int i = 0; i < args.count(); ++i) words.append(cls_string("--") + args[i].arg_name).append(args[i].default_value);
+    cls_vesk_device::arg_words(args, &words);
 
-    cls_adb_vesk_device* adb = dynamic_cast<cls_adb_vesk_device*>(device->device());
-    if (adb) m_record.begin("adb", adb->serial_id(), test, words);
-    else m_record.begin("local", "LOCAL_DEVICE", test, words);
+    if_vesk_device* target = device->device();
+    m_record.begin(if_vesk_device::kind_name(target->kind()), target->serial_id(), test, words);
     m_running = true;
 }
 
@@ -64,7 +62,7 @@ void cls_vesk_result_log::run_output(const cls_string& piece) {
 void cls_vesk_result_log::run_ended(int exit_code) {
     if (!m_running) return;
     m_running = false;
-    m_record.finish(exit_code, exit_code == 0 ? "PASS" : "FAIL");
+    m_record.finish(exit_code, cls_vesk_run_record::result_of_run(exit_code, false));
     cls_string why;
     if (ozgi::cls_file::append_whole(m_path, m_record.to_json(), &why) || m_failure_reported) return;
     m_failure_reported = true;

@@ -57,8 +57,7 @@ int parse_options() {
     cls_string serial_id;
     if (!args->has_arg("--serial-id=", false, &serial_id)) {
         // The environment speaks for whatever kind of device was asked for.
-        cls_sp<cls_string> from_env = ozgi::if_system::env("ANDROID_SERIAL");
-        if (!from_env.is_null()) serial_id = *from_env;
+        serial_id = if_vesk_device::serial_id_from_env();
     }
 
     cls_string dir;

@@ -1,5 +1,6 @@
 #include "cli/cls_cli_arg_check.h"
 
+#include "devices/cls_vesk_numeric_arg.h"
 #include "ozgi/cls_fixed_point.h"
 
 using ozgi::cls_array;
@@ -34,38 +35,6 @@ bool plain_number(const cls_string& text) {
         else return false;
     }
     return digits;
-}
-
-// The step buttons' amounts as the numeric page makes them, and the number of
-// decimals it then shows (-1: as the arithmetic gives).
-void page_amounts(const arg_info_t& arg, const cls_fixed_point& range, cls_array<cls_fixed_point>* amounts, int* width) {
-    *width = -1;
-    if (arg.step.is_not_empty()) {
-        cls_fixed_point step(arg.step);
-        if (arg.step.has('.')) {
-            *width = arg.step.length() - arg.step.find('.') - 1;
-            step.set_fractional_width(*width);
-        }
-        amounts->append(-step);
-        amounts->append(step);
-    }
-    for (long long p = 1; p <= 1000000000LL && !(range < p); p *= 10) {
-        amounts->append(cls_fixed_point(-p, 0));
-        amounts->append(cls_fixed_point(p, 0));
-    }
-}
-
-// One tap as the page does it: add, clamp (lower first), fix the width. False
-// where the page would end the program.
-bool tap(const cls_fixed_point& value, const cls_fixed_point& amount, const cls_fixed_point& lower,
-         const cls_fixed_point& higher, int width, cls_fixed_point* out) {
-    cls_fixed_point sum;
-    if (!value.add_checked(amount, &sum)) return false;
-    if (sum < lower) sum = lower;
-    if (sum > higher) sum = higher;
-    if (!sum.set_fractional_width_checked(width)) return false;
-    *out = sum;
-    return true;
 }
 
 } // namespace
@@ -190,17 +159,17 @@ void cls_cli_arg_check::check_numeric(const arg_info_t& arg, const cls_string& l
     // value carries can grow with a tap).
     cls_array<cls_fixed_point> amounts;
     int width = -1;
-    page_amounts(arg, range, &amounts, &width);
+    cls_vesk_numeric_arg::amounts(arg, range, &amounts, &width);
     const cls_fixed_point starts[] = {value, lower, higher};
     for (const cls_fixed_point& start : starts) {
         for (int a = 0; a < amounts.count(); ++a) {
             cls_fixed_point after;
             cls_fixed_point from = start;
             const cls_fixed_point* amount = &amounts[a];
-            bool ok = tap(start, amounts[a], lower, higher, width, &after);
+            bool ok = cls_vesk_numeric_arg::tap(start, amounts[a], lower, higher, width, true, &after);
             for (int b = 0; ok && b < amounts.count(); ++b) {
                 cls_fixed_point again;
-                ok = tap(after, amounts[b], lower, higher, width, &again);
+                ok = cls_vesk_numeric_arg::tap(after, amounts[b], lower, higher, width, true, &again);
                 if (!ok) {
                     from = after;
                     amount = &amounts[b];

@@ -1,7 +1,7 @@
 #include "cli/cls_cli_help.h"
 
 #include "cli/cls_cli_runner.h"
-#include "ozgi/cls_regex.h"
+#include "devices/cls_vesk_help_parser.h"
 
 using ozgi::cls_array;
 using ozgi::cls_string;
@@ -40,33 +40,14 @@ bool cls_cli_help::fetch(if_vesk_device* device, const cls_cli_menu::test_t& tes
     return !result.timed_out;
 }
 
-bool cls_cli_help::usable() const { return m_exit_code == 0 && m_text.begin_with("Usage:"); }
+bool cls_cli_help::usable() const { return cls_vesk_help_parser::usable(m_exit_code, m_text); }
 
 bool cls_cli_help::parse(cls_array<arg_info_t>* args, cls_array<cls_string>* lines,
                          cls_array<cls_cli_problem>* problems) const {
-    cls_array<cls_string> all(cls_array<cls_string>::INITIAL_SLOTS);
-    m_text.split_to_lines(&all);
-    int first = 0;
-    while (first < all.count() && all[first] != "Arguments:") ++first;
-
-    bool ok = true;
-    ozgi::cls_regex pattern(cls_vesk_device::ARG_LINE_PATTERN);
-    cls_array<ozgi::name_val_t> captures(cls_array<ozgi::name_val_t>::INITIAL_SLOTS);
-    for (int i = first + 1; i < all.count(); ++i) {
-        const cls_string& line = all[i];
-        captures.clear();
-        if (!pattern.match(line, &captures, nullptr)) {
-            // The panel's fatal message, and its caret: after the longest start matched.
-            int matched = pattern.max_matched_len();
-            if (matched > line.length()) matched = line.length();
-            problems->append(cls_cli_problem(true, "Failed to match regular expression:", line, matched));
-            ok = false;
-            continue;
-        }
-        arg_info_t arg = cls_vesk_device::arg_of_captures(captures);
-        if (arg.default_value.is_empty() && !arg.values.is_empty()) arg.default_value = arg.values[0];
-        args->append(arg);
-        lines->append(line);
-    }
+    cls_array<cls_vesk_help_parser::refused_t> refused;
+    bool ok = cls_vesk_help_parser::parse(m_text, false, args, lines, &refused);
+    // The panel's fatal message, for every line it would stop at.
+    for (int i = 0; i < refused.count(); ++i)
+        problems->append(cls_cli_problem(true, "Failed to match regular expression:", refused[i].line, refused[i].column));
     return ok;
 }

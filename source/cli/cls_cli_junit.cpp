@@ -27,13 +27,13 @@ cls_string cls_cli_junit::test_case(const cls_vesk_run_record& r) {
     out.print("    <testcase classname=\"%s\" name=\"%s\" time=\"%s\">\n", esc::xml(suite_of(r.test())).c_str(),
               esc::xml(name).c_str(), seconds(r.duration_ms()).c_str());
     cls_string line;
-    if (r.result() == "FAIL") {
+    if (r.result() == cls_vesk_run_record::RESULT_FAIL) {
         out += line.print("      <failure type=\"exit_code\" message=\"exit code %d\">exit code %d</failure>\n",
                           r.exit_code(), r.exit_code());
-    } else if (r.result() == "TIMEOUT") {
+    } else if (r.result() == cls_vesk_run_record::RESULT_TIMEOUT) {
         out += line.print("      <error type=\"timeout\" message=\"timed out after %s s\">timed out</error>\n",
                           seconds(r.duration_ms()).c_str());
-    } else if (r.result() == "ERROR") {
+    } else if (r.result() == cls_vesk_run_record::RESULT_ERROR) {
         out += "      <error type=\"error\" message=\"the test could not be run\">";
         out += esc::xml(r.kept_output());
         out += "</error>\n";
@@ -58,8 +58,8 @@ cls_string cls_cli_junit::document(const cls_array<cls_sp<cls_vesk_run_record>>&
     int errors = 0;
     long long total_ms = 0;
     for (int i = 0; i < records.count(); ++i) {
-        failures += records[i]->result() == "FAIL";
-        errors += records[i]->result() == "TIMEOUT" || records[i]->result() == "ERROR";
+        failures += records[i]->result() == cls_vesk_run_record::RESULT_FAIL;
+        errors += records[i]->result() == cls_vesk_run_record::RESULT_TIMEOUT || records[i]->result() == cls_vesk_run_record::RESULT_ERROR;
         total_ms += records[i]->duration_ms();
     }
     cls_string out("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n");
@@ -78,8 +78,8 @@ cls_string cls_cli_junit::document(const cls_array<cls_sp<cls_vesk_run_record>>&
             if (suite_of(r.test()) != suites[s]) continue;
             if (timestamp.is_empty()) timestamp = r.start_time();
             ++tests;
-            suite_failures += r.result() == "FAIL";
-            suite_errors += r.result() == "TIMEOUT" || r.result() == "ERROR";
+            suite_failures += r.result() == cls_vesk_run_record::RESULT_FAIL;
+            suite_errors += r.result() == cls_vesk_run_record::RESULT_TIMEOUT || r.result() == cls_vesk_run_record::RESULT_ERROR;
             suite_ms += r.duration_ms();
             cases += test_case(r);
         }

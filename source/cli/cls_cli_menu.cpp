@@ -1,7 +1,5 @@
 #include "cli/cls_cli_menu.h"
 
-#include "ozgi/if_file_sys.h"
-
 using ozgi::cls_array;
 using ozgi::cls_string;
 typedef cls_vesk_device::menu_tree_node_t node_t;
@@ -10,41 +8,16 @@ cls_cli_menu::cls_cli_menu(const cls_cli_options& options) {
     cls_vesk_device* device = cls_vesk_device::ins();
     // The device factory judges the name, exactly as for vesk.
     device->set_info(options.device, options.dir);
-    m_kind = options.device == "adb" ? "adb" : "local";
+    if_vesk_device::kind_t kind = device->device()->kind();
+    m_kind = if_vesk_device::kind_name(kind);
     m_serial_id = options.serial_id;
-    if (m_kind == "local" && m_serial_id.is_empty()) m_serial_id = "LOCAL_DEVICE";
+    if (kind == if_vesk_device::KIND_LOCAL && m_serial_id.is_empty()) m_serial_id = if_vesk_device::LOCAL_SERIAL_ID;
     m_root_dir = options.dir;
-    if (m_root_dir.is_empty()) m_root_dir = m_kind == "adb" ? "/dfs/vesk/" : "./";
+    if (m_root_dir.is_empty()) m_root_dir = if_vesk_device::default_root(kind);
+    // Tests that run out of time are ended where they run, also on a target.
+    device->device()->set_endable(true);
+    // The device leaves out sub-menus that a symbolic link loop leads to.
     device->set_serial_id(m_serial_id);
-    // A link back up the tree would make every listing below it endless; such a
-    // sub-menu is left out, as if it were empty.
-    ozgi::if_file_sys::walk_info_t info;
-    if (m_kind == "local" && root() && ozgi::if_file_sys::walk_info(m_root_dir, &info) && info.is_dir) {
-        cls_array<long long> ancestors;
-        ancestors.append(info.device).append(info.inode);
-        find_loops(root(), m_root_dir, &ancestors);
-    }
-}
-
-void cls_cli_menu::find_loops(const node_t* node, const cls_string& dir, cls_array<long long>* ancestors) {
-    for (const node_t* child = node->first_child; child; child = child->next_sibling) {
-        if (child->data.is_exec) continue;
-        cls_string path = dir + "/" + child->data.name;
-        ozgi::if_file_sys::walk_info_t info;
-        if (!ozgi::if_file_sys::walk_info(path, &info)) continue;
-        bool loop = info.link_loop;
-        for (int a = 0; a + 1 < ancestors->count(); a += 2) {
-            if ((*ancestors)[a] == info.device && (*ancestors)[a + 1] == info.inode) loop = true;
-        }
-        if (loop) {
-            m_left_out.append(child);
-            continue;
-        }
-        ancestors->append(info.device).append(info.inode);
-        find_loops(child, path, ancestors);
-        ancestors->remove_at(ancestors->count() - 1);
-        ancestors->remove_at(ancestors->count() - 1);
-    }
 }
 
 if_vesk_device* cls_cli_menu::device() const { return cls_vesk_device::ins()->device(); }
@@ -71,11 +44,8 @@ void sort_by_name(cls_array<const node_t*>* nodes) {
 void cls_cli_menu::children(const node_t* node, cls_array<const node_t*>* out) const {
     cls_array<const node_t*> dirs;
     cls_array<const node_t*> execs;
-    for (const node_t* child = node->first_child; child; child = child->next_sibling) {
-        bool left_out = false;
-        for (int i = 0; i < m_left_out.count(); ++i) left_out = left_out || m_left_out[i] == child;
-        if (!left_out) (child->data.is_exec ? execs : dirs).append(child);
-    }
+    for (const node_t* child = node->first_child; child; child = child->next_sibling)
+        (child->data.is_exec ? execs : dirs).append(child);
     sort_by_name(&dirs);
     sort_by_name(&execs);
     for (int i = 0; i < dirs.count(); ++i) out->append(dirs[i]);

@@ -38,7 +38,7 @@ public:
     const cls_vesk_device::menu_tree_node_t* root() const;
 
     /// The sub-menus, then the tests, of `node`, each group sorted as the panel
-    /// sorts; sub-menus that only a symbolic link loop leads to are left out.
+    /// sorts (the device left out sub-menus that only a link loop leads to).
     void children(const cls_vesk_device::menu_tree_node_t* node,
                   ozgi::cls_array<const cls_vesk_device::menu_tree_node_t*>* out) const;
     /// Appends the tests whose path is `prefix` or lies below it (empty: all), in
@@ -49,15 +49,10 @@ public:
     bool find_test(const ozgi::cls_string& path, test_t* out) const;
 
 private:
-    /// Notes the sub-menus below `node` (the local directory `dir`) that lead back
-    /// to a directory above them; `ancestors` holds device and inode pairs.
-    void find_loops(const cls_vesk_device::menu_tree_node_t* node, const ozgi::cls_string& dir,
-                    ozgi::cls_array<long long>* ancestors);
     void collect(const cls_vesk_device::menu_tree_node_t* node, const ozgi::cls_string& dir_path,
                  ozgi::cls_array<test_t>* out) const;
 
     ozgi::cls_string m_kind;
     ozgi::cls_string m_serial_id;
     ozgi::cls_string m_root_dir;
-    ozgi::cls_array<const cls_vesk_device::menu_tree_node_t*> m_left_out;
 };

@@ -1,6 +1,5 @@
 #include "cli/cls_cli_menu_check.h"
 
-#include "devices/cls_adb_vesk_device.h"
 #include "devices/cls_vesk_text_escape.h"
 #include "ozgi/cls_file.h"
 #include "ozgi/cls_ui_text_dict.h"
@@ -20,6 +19,14 @@ void add(cls_array<cls_cli_menu_check::finding_t>* out, const cls_string& path, 
     out->append(f);
 }
 
+// The identity of what a walk found, as a directory listing gives it.
+ozgi::cls_dir::id_t id_of(const ozgi::if_file_sys::walk_info_t& info) {
+    ozgi::cls_dir::id_t id;
+    id.dev = static_cast<unsigned long long>(info.device);
+    id.ino = static_cast<unsigned long long>(info.inode);
+    return id;
+}
+
 } // namespace
 
 void cls_cli_menu_check::check(const cls_cli_menu& menu, cls_array<finding_t>* out) {
@@ -28,21 +35,18 @@ void cls_cli_menu_check::check(const cls_cli_menu& menu, cls_array<finding_t>* o
     if (menu.device_kind() == "local") {
         // FIXME: over adb the device lists with ls and never follows links, so
         // loops cannot hang it; unreadable directories there are not reported yet.
-        cls_array<long long> ancestors;
+        cls_vesk_dir_chain chain;
         ozgi::if_file_sys::walk_info_t info;
         if (ozgi::if_file_sys::walk_info(menu.root_dir(), &info) && info.is_dir) {
-            ancestors.append(info.device).append(info.inode);
-            walk_local(menu.root_dir(), "", &ancestors, out);
+            chain.enter(id_of(info));
+            walk_local(menu.root_dir(), "", &chain, out);
         }
     }
 }
 
 void cls_cli_menu_check::check_dict(const cls_cli_menu& menu, cls_array<finding_t>* out) {
     cls_string path = menu.root_dir() + "/dict.xml";
-    cls_sp<cls_string> text;
-    cls_adb_vesk_device* adb = dynamic_cast<cls_adb_vesk_device*>(menu.device());
-    if (adb) text = adb->read_remote_file(path);
-    else if (ozgi::cls_file::file_exists(path)) text = ozgi::cls_file::read_to_str(path);
+    cls_sp<cls_string> text = menu.device()->read_menu_file(path);
     if (text.is_null()) return;
 
     cls_string why;
@@ -82,7 +86,7 @@ void cls_cli_menu_check::check_names(const cls_cli_menu& menu, const node_t* nod
     }
 }
 
-void cls_cli_menu_check::walk_local(const cls_string& dir, const cls_string& rel, cls_array<long long>* ancestors,
+void cls_cli_menu_check::walk_local(const cls_string& dir, const cls_string& rel, cls_vesk_dir_chain* chain,
                                     cls_array<finding_t>* out) {
     cls_sp<cls_array<cls_string>> entries = ozgi::cls_file::list_file(dir, "", false, false, false);
     if (entries.is_null()) return;
@@ -96,21 +100,15 @@ void cls_cli_menu_check::walk_local(const cls_string& dir, const cls_string& rel
             continue;
         }
         if (!info.is_dir) continue;
-        bool loop = false;
-        for (int a = 0; a + 1 < ancestors->count(); a += 2) {
-            if ((*ancestors)[a] == info.device && (*ancestors)[a + 1] == info.inode) loop = true;
-        }
-        if (loop) {
+        if (!chain->enter(id_of(info))) {
             add(out, path, cls_cli_problem(true, "symbolic link loop: it leads back to a directory above it"));
             continue;
         }
         if (!info.readable) {
             add(out, path, cls_cli_problem(false, "the directory cannot be read: its tests are missing from the menu"));
-            continue;
+        } else {
+            walk_local(entry, path + "/", chain, out);
         }
-        ancestors->append(info.device).append(info.inode);
-        walk_local(entry, path + "/", ancestors, out);
-        ancestors->remove_at(ancestors->count() - 1);
-        ancestors->remove_at(ancestors->count() - 1);
+        chain->leave();
     }
 }

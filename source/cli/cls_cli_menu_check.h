@@ -4,6 +4,7 @@
 // directories that cannot be read.
 #include "cli/cls_cli_menu.h"
 #include "cli/cls_cli_problem.h"
+#include "devices/cls_vesk_dir_chain.h"
 #include "ozgi/cls_array.h"
 #include "ozgi/cls_string.h"
 
@@ -23,5 +24,5 @@ private:
     static void check_names(const cls_cli_menu& menu, const cls_vesk_device::menu_tree_node_t* node, const ozgi::cls_string& dir_path,
                             ozgi::cls_array<finding_t>* out);
     static void walk_local(const ozgi::cls_string& dir, const ozgi::cls_string& rel,
-                           ozgi::cls_array<long long>* ancestors, ozgi::cls_array<finding_t>* out);
+                           cls_vesk_dir_chain* chain, ozgi::cls_array<finding_t>* out);
 };

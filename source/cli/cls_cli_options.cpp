@@ -3,7 +3,7 @@
 #include <cstdio>
 
 #include "ozgi/cls_sp.h"
-#include "ozgi/if_system.h"
+#include "devices/if_vesk_device.h"
 
 using ozgi::cls_array;
 using ozgi::cls_string;
@@ -119,8 +119,7 @@ bool cls_cli_options::parse(const cls_array<cls_string>& args, cls_string* error
     }
     if (!serial_given) {
         // The same fallback as vesk, whatever the device.
-        ozgi::cls_sp<cls_string> from_env = ozgi::if_system::env("ANDROID_SERIAL");
-        if (from_env.is_not_null()) serial_id = *from_env;
+        serial_id = if_vesk_device::serial_id_from_env();
     }
     if (help) return true;
     if (command.is_empty()) {

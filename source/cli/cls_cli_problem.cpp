@@ -1,5 +1,6 @@
 #include "cli/cls_cli_problem.h"
 
+#include "devices/cls_vesk_help_parser.h"
 #include "devices/cls_vesk_text_escape.h"
 
 using ozgi::cls_string;
@@ -10,9 +11,7 @@ cls_string cls_cli_problem::format(const cls_string& path) const {
     out += message;
     out += "\n";
     if (caret < 0) return out;
-    out += line;
+    out += cls_vesk_help_parser::with_caret(line, caret);
     out += "\n";
-    for (int i = 0; i < caret && i < line.length(); ++i) out += line[i] == '\t' ? '\t' : ' ';
-    out += "^\n";
     return out;
 }

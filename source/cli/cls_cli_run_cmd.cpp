@@ -115,7 +115,7 @@ bool cls_cli_run_cmd::test_words(const cls_cli_options& options, const cls_cli_m
         }
     }
     // Every argument is passed, also one that keeps its default, as the panel does.
-    for (int i = 0; i < args.count(); ++i) words->append(cls_string("--") + args[i].arg_name).append(args[i].default_value);
+    cls_vesk_device::arg_words(args, words);
     return true;
 }
 
@@ -154,7 +154,7 @@ int cls_cli_run_cmd::run_one(const cls_cli_options& options, const cls_cli_menu&
     for (int i = 0; i < words.count(); ++i) cmd.append(words[i]);
     cls_cli_runner::result_t result = cls_cli_runner::run(menu.device(), test.dir_path, cmd,
                                                           static_cast<long long>(options.timeout_s) * 1000, &sink);
-    record->finish(result.exit_code, result.timed_out ? "TIMEOUT" : (result.exit_code == 0 ? "PASS" : "FAIL"));
+    record->finish(result.exit_code, cls_vesk_run_record::result_of_run(result.exit_code, result.timed_out));
 
     cls_array<cls_sp<cls_vesk_run_record>> records;
     records.append(record);
@@ -197,7 +197,7 @@ int cls_cli_run_cmd::run_all(const cls_cli_options& options, const cls_cli_menu&
         if (!test_words(options, menu, test, false, &words, &why)) {
             record->begin(menu.device_kind(), menu.serial_id(), test.path, words);
             record->add_output(why + "\n");
-            record->finish(-1, "ERROR");
+            record->finish(-1, cls_vesk_run_record::RESULT_ERROR);
         } else {
             record->begin(menu.device_kind(), menu.serial_id(), test.path, words);
             progress_sink sink(record.get(), head, terminal);
@@ -206,14 +206,14 @@ int cls_cli_run_cmd::run_all(const cls_cli_options& options, const cls_cli_menu&
             for (int w = 0; w < words.count(); ++w) cmd.append(words[w]);
             cls_cli_runner::result_t result = cls_cli_runner::run(
                 menu.device(), test.dir_path, cmd, static_cast<long long>(options.timeout_s) * 1000, &sink);
-            record->finish(result.exit_code, result.timed_out ? "TIMEOUT" : (result.exit_code == 0 ? "PASS" : "FAIL"));
+            record->finish(result.exit_code, cls_vesk_run_record::result_of_run(result.exit_code, result.timed_out));
         }
         records.append(record);
         written = write_json(options, *record) && written;
 
         cls_string done;
         done.print("%s[%d/%d] %-7s %s (%s)\n", terminal ? "\r\033[K" : "", i + 1, tests.count(),
-                   record->result().c_str(), cls_vesk_text_escape::printable(test.path).c_str(),
+                   record->result_text(), cls_vesk_text_escape::printable(test.path).c_str(),
                    seconds(record->duration_ms()).c_str());
         ozgi::cls_terminal::write_stdout(done.c_str());
     }
@@ -224,13 +224,13 @@ int cls_cli_run_cmd::run_all(const cls_cli_options& options, const cls_cli_menu&
         const cls_vesk_run_record& r = *records[i];
         cls_string row;
         cls_string note;
-        if (r.result() == "FAIL") note.print("  (exit code %d)", r.exit_code());
-        table += row.print("%-7s  %10s  %s%s\n", r.result().c_str(), seconds(r.duration_ms()).c_str(),
+        if (r.result() == cls_vesk_run_record::RESULT_FAIL) note.print("  (exit code %d)", r.exit_code());
+        table += row.print("%-7s  %10s  %s%s\n", r.result_text(), seconds(r.duration_ms()).c_str(),
                            cls_vesk_text_escape::printable(r.test()).c_str(), note.c_str());
-        passed += r.result() == "PASS";
-        failed += r.result() == "FAIL";
-        timed_out += r.result() == "TIMEOUT";
-        errors += r.result() == "ERROR";
+        passed += r.result() == cls_vesk_run_record::RESULT_PASS;
+        failed += r.result() == cls_vesk_run_record::RESULT_FAIL;
+        timed_out += r.result() == cls_vesk_run_record::RESULT_TIMEOUT;
+        errors += r.result() == cls_vesk_run_record::RESULT_ERROR;
     }
     cls_string summary;
     table += summary.print("%d test%s: %d passed, %d failed, %d timed out, %d error%s\n", records.count(),

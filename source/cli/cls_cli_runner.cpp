@@ -1,6 +1,5 @@
 #include "cli/cls_cli_runner.h"
 
-#include "devices/cls_adb_vesk_device.h"
 #include "ozgi/cls_process_group.h"
 #include "ozgi/cls_time.h"
 
@@ -28,7 +27,7 @@ cls_cli_runner::result_t cls_cli_runner::run(if_vesk_device* device, const cls_s
     // it first sees adb ended; a piece read earlier that already held the status
     // line would cost the status. Its output is therefore read once adb is gone
     // (it waits in memory meanwhile), and is not streamed.
-    bool read_at_end = dynamic_cast<cls_adb_vesk_device*>(device) != nullptr;
+    bool read_at_end = device->kind() == if_vesk_device::KIND_ADB;
     device->exec_test(dir_path, cmd);
     for (;;) {
         int groups[MAX_GROUPS];
@@ -47,10 +46,9 @@ cls_cli_runner::result_t cls_cli_runner::run(if_vesk_device* device, const cls_s
         }
         if (timeout_ms > 0 && !result.timed_out && now - start >= timeout_ms) {
             result.timed_out = true;
-            // The device holds the test's process; its group is the one running now.
-            int groups[MAX_GROUPS];
-            int count = cls_process_group::running_groups(groups, MAX_GROUPS);
-            cls_process_group::end_groups(groups, count, GRACE_MS);
+            // Where the test runs: locally its process group, over adb the group
+            // the remote shell reported, through "adb shell kill".
+            device->end_test(GRACE_MS);
             continue;
         }
         cls_time::sleep_ms(POLL_MS);

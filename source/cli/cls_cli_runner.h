@@ -1,7 +1,7 @@
 #pragma once
 // Runs one command of a test on the device and waits for it, with an optional
-// time limit after which the test's whole process group is ended: SIGINT, then
-// SIGTERM after 2 s, then SIGKILL after 2 s more.
+// time limit after which the test's whole process group is ended where it runs
+// (on the target too): SIGINT, then SIGTERM after 2 s, then SIGKILL after 2 s more.
 #include "devices/if_vesk_device.h"
 #include "ozgi/cls_array.h"
 #include "ozgi/cls_string.h"

@@ -3,6 +3,7 @@
 #include "ozgi/cls_file.h"
 #include "ozgi/cls_log.h"
 #include "ozgi/cls_mem_mgr.h"
+#include "ozgi/cls_process_group.h"
 #include "ozgi/cls_time.h"
 #include "ozgi/cls_ui_text_dict.h"
 
@@ -14,10 +15,16 @@ namespace {
 // The marker the remote command line echoes after the test, followed by its status.
 const char* const EXIT_CODE_MARKER = "exit_code=";
 const int EXIT_CODE_MARKER_LEN = 10;
+// The line an endable start prints first: the remote process group of the test.
+const char* const GROUP_MARKER = "vesk_pgid=";
+const int GROUP_MARKER_LEN = 10;
+// The pause between two looks at the local client while a test is being ended.
+const int END_POLL_MS = 20;
 } // namespace
 
 cls_adb_vesk_device::cls_adb_vesk_device()
-    : m_root_dir(), m_serial_id(), m_process(nullptr), m_exit_code_got(false), m_exit_code(0), m_ls_one_supported(true) {}
+    : m_root_dir(), m_serial_id(), m_process(nullptr), m_exit_code_got(false), m_exit_code(0), m_ls_one_supported(true),
+      m_endable(false), m_remote_group(0), m_group_line_done(true), m_held(), m_held_output() {}
 
 // FIXME: the process object of a test still running at exit is not freed here
 // (it is the running test's, and this destructor only drops the strings).
@@ -62,7 +69,7 @@ void cls_adb_vesk_device::set_serial_id(const cls_string& serial_id) {
 }
 
 void cls_adb_vesk_device::build_menu_tree(const cls_string& root_dir, menu_tree_t* tree) {
-    m_root_dir = root_dir.is_empty() ? cls_string("/dfs/vesk/") : root_dir;
+    m_root_dir = root_dir.is_empty() ? cls_string(default_root(KIND_ADB)) : root_dir;
 
     // Unlike the local device, the dictionary goes over as text: its path is on the target.
     // FIXME: a FIFO named dict.xml on the target is pulled like a file, and the pull
@@ -156,6 +163,13 @@ void cls_adb_vesk_device::adb_exec(const cls_string& dir, const cls_array<cls_st
     // One shell word for the target: start in the test's own directory, run the
     // words as they are (nothing quoted), and echo the status right after.
     cls_string command_line = cls_string("cd ") + m_root_dir + "/" + dir + " ; ";
+    if (m_endable && prefix_root) {
+        // The test becomes the leader of a session of its own (where the target
+        // has setsid), and the shell that execs it prints its id first: the
+        // test's process group, for "kill" to reach the test and its children.
+        command_line += "S= ; command -v setsid >/dev/null 2>&1 && S=setsid ; "
+                        "$S sh -c 'echo vesk_pgid=$$ ; exec \"$0\" \"$@\"' ";
+    }
     if (prefix_root) command_line += m_root_dir + "/";
     command_line += *words.glue(" ");
     command_line += " ; echo exit_code=$?";
@@ -169,6 +183,10 @@ void cls_adb_vesk_device::adb_exec(const cls_string& dir, const cls_array<cls_st
 void cls_adb_vesk_device::exec_test(const cls_string& rel_dir, const cls_array<cls_string>& cmd) {
     m_exit_code_got = false;
     m_exit_code = 0;
+    m_remote_group = 0;
+    m_group_line_done = !m_endable || cmd.is_empty();
+    m_held.clear();
+    m_held_output.clear();
     adb_exec(rel_dir, cmd, true);
 }
 
@@ -195,7 +213,13 @@ cls_sp<cls_string> cls_adb_vesk_device::read_output() {
     // since the read, so a chunk read just before the end is seen holds the marker.
     cls_sp<cls_string> chunk = m_process->read_to_str();
     if (chunk.is_null()) chunk = OZGI_NEW(cls_string)();
-    if (m_process->is_ended()) take_exit_code(chunk.get());
+    bool ended = m_process->is_ended();
+    if (!m_group_line_done) take_group_line(chunk.get(), ended);
+    if (m_held_output.is_not_empty()) {
+        *chunk = m_held_output + *chunk;
+        m_held_output.clear();
+    }
+    if (ended) take_exit_code(chunk.get());
     return chunk;
 }
 
@@ -206,6 +230,9 @@ bool cls_adb_vesk_device::is_ended(int* exit_code) {
         // What is read here never reaches the operator.
         cls_sp<cls_string> rest = m_process->read_to_str();
         cls_string text = rest.is_not_null() ? *rest : cls_string();
+        if (!m_group_line_done) take_group_line(&text, true);
+        text = m_held_output + text;
+        m_held_output.clear();
         take_exit_code(&text);
     }
     *exit_code = m_exit_code;
@@ -216,3 +243,71 @@ bool cls_adb_vesk_device::is_ended(int* exit_code) {
 }
 
 void cls_adb_vesk_device::stop() { OZGI_FATAL("Not realized yet"); }
+
+cls_sp<cls_string> cls_adb_vesk_device::read_menu_file(const cls_string& path) { return read_remote_file(path); }
+
+void cls_adb_vesk_device::take_group_line(cls_string* chunk, bool ended) {
+    m_held += *chunk;
+    chunk->clear();
+    int end = m_held.find('\n');
+    if (end == cls_string::NOT_FOUND) {
+        if (!ended) return;
+        // The line never came (no shell on the target?): all of it is output.
+        *chunk = m_held;
+    } else if (m_held.begin_with(GROUP_MARKER)) {
+        cls_string number = m_held.sub_str(GROUP_MARKER_LEN, end - GROUP_MARKER_LEN);
+        number.trim_to_str("\r", false, true);
+        m_remote_group = number.to_int();
+        *chunk = m_held.sub_str(end + 1);
+    } else {
+        *chunk = m_held;
+    }
+    m_held.clear();
+    m_group_line_done = true;
+}
+
+void cls_adb_vesk_device::remote_kill(const char* signal_name) {
+    cls_array<cls_string> argv(cls_array<cls_string>::INITIAL_SLOTS);
+    adb_prefix(&argv);
+    // The group where setsid made one; else the test's own process.
+    cls_string line;
+    line.print("kill -%s -%d 2>/dev/null || kill -%s %d", signal_name, m_remote_group, signal_name, m_remote_group);
+    argv.append("shell").append(line);
+    ozgi::cls_process::execute_cmd(argv, nullptr, nullptr);
+}
+
+bool cls_adb_vesk_device::client_ended_within(int ms) {
+    long long until = ozgi::cls_time::now_ms() + ms;
+    for (;;) {
+        // Output that arrives meanwhile stays with the process for read_output.
+        if (m_process->is_ended()) return true;
+        if (ozgi::cls_time::now_ms() >= until) return false;
+        ozgi::cls_time::sleep_ms(END_POLL_MS);
+    }
+}
+
+void cls_adb_vesk_device::end_test(int grace_ms) {
+    if (m_process == nullptr) return;
+    if (m_endable && !m_group_line_done) {
+        // The group line may still be on its way; what comes with it is kept.
+        long long until = ozgi::cls_time::now_ms() + grace_ms;
+        while (!m_group_line_done && ozgi::cls_time::now_ms() < until) {
+            cls_sp<cls_string> piece = m_process->read_to_str();
+            cls_string text = piece.is_not_null() ? *piece : cls_string();
+            take_group_line(&text, false);
+            m_held_output += text;
+            if (!m_group_line_done) ozgi::cls_time::sleep_ms(END_POLL_MS);
+        }
+    }
+    if (m_remote_group > 0) {
+        const char* const SIGNALS[] = {"INT", "TERM", "KILL"};
+        for (const char* signal_name : SIGNALS) {
+            remote_kill(signal_name);
+            if (client_ended_within(grace_ms)) return;
+        }
+    }
+    // The target cannot be reached, or did not end the test: the local client
+    // at least does not stay behind.
+    int group = m_process->pid();
+    ozgi::cls_process_group::end_groups(&group, 1, grace_ms);
+}

@@ -31,6 +31,26 @@ public:
     bool is_ended(int* exit_code) override;
     /// A test on the target cannot be interrupted: always fatal.
     void stop() override;
+    /// KIND_ADB.
+    kind_t kind() const override { return KIND_ADB; }
+    /// The serial id given to set_serial_id (empty: none, adb picks the device).
+    const ozgi::cls_string& serial_id() const override { return m_serial_id; }
+    /// False: stop() cannot reach a test on the target.
+    bool can_stop() const override { return false; }
+    /// The file pulled from the target (read_remote_file).
+    ozgi::cls_sp<ozgi::cls_string> read_menu_file(const ozgi::cls_string& path) override;
+    /// From now on a test is started in a session of its own on the target,
+    /// and the remote shell first prints its process group (a line that is not
+    /// part of the test's output).
+    void set_endable(bool endable) override { m_endable = endable; }
+    /// Sends the signals to the test's process group on the target with
+    /// "adb shell kill"; the local adb client ends with the remote shell. If the
+    /// client is still there after the SIGKILL (the target is gone), the client is
+    /// ended instead.
+    void end_test(int grace_ms) override;
+    /// The process group the remote shell reported for the running test; 0 when
+    /// none is known (yet).
+    int remote_group() const { return m_remote_group; }
 
     /// Sorts the entries of `dir` on the target into sub-directories and executables.
     void list_dir(const ozgi::cls_string& dir, ozgi::cls_array<ozgi::cls_string>* dirs,
@@ -41,8 +61,6 @@ public:
     bool pull_file(const ozgi::cls_string& remote_path, const ozgi::cls_string& local_path);
     /// A file's text from the target through a temporary file in "./"; null when the pull failed.
     ozgi::cls_sp<ozgi::cls_string> read_remote_file(const ozgi::cls_string& remote_path);
-    /// The serial id given to set_serial_id (empty: none, adb picks the device).
-    const ozgi::cls_string& serial_id() const { return m_serial_id; }
     /// Starts "cd ROOT/DIR ; [ROOT/]WORDS ; echo exit_code=$?" on the target.
     void adb_exec(const ozgi::cls_string& dir, const ozgi::cls_array<ozgi::cls_string>& words, bool prefix_root);
 
@@ -65,6 +83,14 @@ private:
     void adb_prefix(ozgi::cls_array<ozgi::cls_string>* argv) const;
     /// Takes the exit status from the last marker in `chunk` and cuts the chunk before it.
     void take_exit_code(ozgi::cls_string* chunk);
+    /// In endable mode, holds back output until the group line is complete, takes
+    /// the group from it and returns the output after it; `ended`: the process has
+    /// ended, so whatever is held back is output.
+    void take_group_line(ozgi::cls_string* chunk, bool ended);
+    /// Sends one signal ("INT", "TERM", "KILL") to the remote group.
+    void remote_kill(const char* signal_name);
+    /// Waits up to `ms` for the local client to end; true when it has.
+    bool client_ended_within(int ms);
 
     ozgi::cls_string m_root_dir;
     ozgi::cls_string m_serial_id;
@@ -72,4 +98,12 @@ private:
     bool m_exit_code_got;
     int m_exit_code;
     bool m_ls_one_supported;
+    bool m_endable;
+    // The remote group of the running test (0: not known), and output held back
+    // until the line that reports it is complete.
+    int m_remote_group;
+    bool m_group_line_done;
+    ozgi::cls_string m_held;
+    // Output read while the group line was awaited outside read_output.
+    ozgi::cls_string m_held_output;
 };

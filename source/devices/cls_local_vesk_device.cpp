@@ -5,6 +5,7 @@
 #include "ozgi/if_file_sys.h"
 #include "ozgi/cls_log.h"
 #include "ozgi/cls_mem_mgr.h"
+#include "ozgi/cls_process_group.h"
 #include "ozgi/cls_ui_text_dict.h"
 
 using ozgi::cls_array;
@@ -22,9 +23,16 @@ cls_string sub_path(const cls_string& dir, const cls_string& name) {
     return path;
 }
 
+// Whether `path` is a regular file (after links).
+bool is_regular_file(const cls_string& path) {
+    ozgi::if_file_sys::info_t info;
+    info.clear();
+    return ozgi::if_file_sys::info(path, &info) && info.is_file;
+}
+
 } // namespace
 
-cls_local_vesk_device::cls_local_vesk_device() : m_root_dir(), m_process(nullptr) {}
+cls_local_vesk_device::cls_local_vesk_device() : m_root_dir(), m_process(nullptr), m_serial_id(LOCAL_SERIAL_ID) {}
 
 cls_local_vesk_device::~cls_local_vesk_device() {
     if (m_process) {
@@ -35,50 +43,45 @@ cls_local_vesk_device::~cls_local_vesk_device() {
 
 cls_sp<cls_array<cls_string>> cls_local_vesk_device::list_serial_ids() {
     cls_array<cls_string>* ids = OZGI_NEW(cls_array<cls_string>)();
-    ids->append("LOCAL_DEVICE");
+    ids->append(LOCAL_SERIAL_ID);
     return cls_sp<cls_array<cls_string>>(ids);
 }
 
 void cls_local_vesk_device::set_serial_id(const cls_string& serial_id) {
-    if (serial_id != "LOCAL_DEVICE") {
-        OZGI_FATAL("Serial ID is %s, not LOCAL_DEVICE.", serial_id.c_str());
+    if (serial_id != LOCAL_SERIAL_ID) {
+        OZGI_FATAL("Serial ID is %s, not %s.", serial_id.c_str(), LOCAL_SERIAL_ID);
     }
 }
 
 void cls_local_vesk_device::build_menu_tree(const cls_string& root_dir, menu_tree_t* tree) {
-    m_root_dir = root_dir.is_empty() ? cls_string("./") : root_dir;
+    m_root_dir = root_dir.is_empty() ? cls_string(default_root(KIND_LOCAL)) : root_dir;
 
     // The dictionary is handed over by path; a menu without one is normal. Only a
     // regular file is read: a FIFO or a device of that name would block start-up.
     cls_string dict_path = m_root_dir + "/dict.xml";
-    ozgi::if_file_sys::info_t dict_info;
-    dict_info.clear();
-    if (ozgi::if_file_sys::info(dict_path, &dict_info) && dict_info.is_file)
-        ozgi::cls_ui_text_dict::ins()->add_dict(dict_path);
+    if (is_regular_file(dict_path)) ozgi::cls_ui_text_dict::ins()->add_dict(dict_path);
 
     // "Diagnostic" is in the program's own dictionary, so the root title follows the language.
     tree->set_root_data(menu_node_t("Diagnostic", false));
-    cls_array<ozgi::cls_dir::id_t> path_ids;
-    scan_dir(tree, tree->root(), m_root_dir, &path_ids);
+    cls_vesk_dir_chain chain;
+    scan_dir(tree, tree->root(), m_root_dir, &chain);
 }
 
 bool cls_local_vesk_device::scan_dir(menu_tree_t* tree, menu_tree_node_t* parent, const cls_string& dir,
-                                     cls_array<ozgi::cls_dir::id_t>* path_ids) {
+                                     cls_vesk_dir_chain* chain) {
     cls_array<ozgi::cls_dir::entry_t> entries;
     ozgi::cls_dir::id_t self{0, 0};
     if (!ozgi::cls_dir::read(dir, &self, &entries)) return false;
     // A directory already on the way down from the root (reached again through a
     // link) would make the scan endless: it is left out like an empty one.
-    for (int i = 0; i < path_ids->count(); ++i)
-        if ((*path_ids)[i] == self) return false;
-    path_ids->append(self);
+    if (!chain->enter(self)) return false;
     bool found = false;
     for (int i = 0; i < entries.count(); ++i) {
         const ozgi::cls_dir::entry_t& entry = entries[i];
         // Directories carry the execute permission too, so they are tested first.
         if (entry.is_dir) {
             menu_tree_node_t* node = tree->add_last_child(parent, menu_node_t(entry.name, false));
-            if (scan_dir(tree, node, sub_path(dir, entry.name), path_ids)) {
+            if (scan_dir(tree, node, sub_path(dir, entry.name), chain)) {
                 found = true;
             } else {
                 // A sub-menu must lead to at least one test.
@@ -89,7 +92,7 @@ bool cls_local_vesk_device::scan_dir(menu_tree_t* tree, menu_tree_node_t* parent
             found = true;
         }
     }
-    path_ids->remove_at(path_ids->count() - 1);
+    chain->leave();
     return found;
 }
 
@@ -126,4 +129,16 @@ void cls_local_vesk_device::stop() {
     if (m_process == nullptr) OZGI_FATAL("Can't stop exec, test is not started yet.");
     // The process object stays; the next is_ended that sees the end reaps it.
     m_process->send_int_signal();
+}
+
+cls_sp<cls_string> cls_local_vesk_device::read_menu_file(const cls_string& path) {
+    if (!is_regular_file(path)) return cls_sp<cls_string>();
+    return ozgi::cls_file::read_to_str(path);
+}
+
+void cls_local_vesk_device::end_test(int grace_ms) {
+    if (m_process == nullptr) return;
+    // The test leads its own group, so this reaches whatever it started too.
+    int group = m_process->pid();
+    ozgi::cls_process_group::end_groups(&group, 1, grace_ms);
 }

@@ -1,6 +1,7 @@
 #pragma once
 // The device on the machine the program runs on: the menu root is a local
 // directory and a test is a local child process whose output is collected.
+#include "devices/cls_vesk_dir_chain.h"
 #include "devices/if_vesk_device.h"
 #include "ozgi/cls_dir.h"
 #include "ozgi/cls_process.h"
@@ -14,9 +15,9 @@ public:
     cls_local_vesk_device(const cls_local_vesk_device&) = delete;
     cls_local_vesk_device& operator=(const cls_local_vesk_device&) = delete;
 
-    /// The one id this device offers, "LOCAL_DEVICE".
+    /// The one id this device offers, LOCAL_SERIAL_ID.
     ozgi::cls_sp<ozgi::cls_array<ozgi::cls_string>> list_serial_ids() override;
-    /// Accepts only "LOCAL_DEVICE"; anything else is fatal.
+    /// Accepts only LOCAL_SERIAL_ID; anything else is fatal.
     void set_serial_id(const ozgi::cls_string& serial_id) override;
     /// Scans `root_dir` (empty: "./"), merging its "dict.xml" into the text dictionary.
     void build_menu_tree(const ozgi::cls_string& root_dir, menu_tree_t* tree) override;
@@ -28,14 +29,26 @@ public:
     bool is_ended(int* exit_code) override;
     /// Sends the interrupt signal to the test; fatal before any test.
     void stop() override;
+    /// KIND_LOCAL.
+    kind_t kind() const override { return KIND_LOCAL; }
+    /// Always LOCAL_SERIAL_ID.
+    const ozgi::cls_string& serial_id() const override { return m_serial_id; }
+    /// True: a local test can be interrupted.
+    bool can_stop() const override { return true; }
+    /// The file's text when `path` is a regular file (a FIFO would block).
+    ozgi::cls_sp<ozgi::cls_string> read_menu_file(const ozgi::cls_string& path) override;
+    /// Nothing to do: a local test always leads its own process group.
+    void set_endable(bool) override {}
+    /// Ends the test's process group here; nothing when no test runs.
+    void end_test(int grace_ms) override;
 
 private:
     /// Adds the sub-menus and tests of `dir` under `parent`; returns whether a test
-    /// lies below. `path_ids` holds the directories from the root down to `dir`'s
+    /// lies below. `chain` holds the directories from the root down to `dir`'s
     /// parent; `dir` itself is not entered when it is one of them.
-    bool scan_dir(menu_tree_t* tree, menu_tree_node_t* parent, const ozgi::cls_string& dir,
-                  ozgi::cls_array<ozgi::cls_dir::id_t>* path_ids);
+    bool scan_dir(menu_tree_t* tree, menu_tree_node_t* parent, const ozgi::cls_string& dir, cls_vesk_dir_chain* chain);
 
     ozgi::cls_string m_root_dir;
     ozgi::cls_process* m_process;
+    ozgi::cls_string m_serial_id;
 };

@@ -2,9 +2,9 @@
 
 #include "devices/cls_adb_vesk_device.h"
 #include "devices/cls_local_vesk_device.h"
+#include "devices/cls_vesk_help_parser.h"
 #include "ozgi/cls_log.h"
 #include "ozgi/cls_mem_mgr.h"
-#include "ozgi/cls_regex.h"
 #include "ozgi/cls_singleton_mgr.h"
 #include "ozgi/cls_time.h"
 #include "ozgi/if_system.h"
@@ -245,7 +245,7 @@ bool cls_vesk_device::load_exec_help() {
             // a local test is interrupted, since it may never end on its own.
             too_long = true;
             m_help_msg.append(piece->c_str(), limit - m_help_msg.length());
-            if (dynamic_cast<cls_local_vesk_device*>(m_device)) stop();
+            if (m_device->can_stop()) stop();
         } else if (!too_long) {
             m_help_msg += *piece;
         }
@@ -253,7 +253,7 @@ bool cls_vesk_device::load_exec_help() {
     }
 
     m_args.clear();
-    if (!too_long && exit_code == 0 && m_help_msg.begin_with("Usage:")) {
+    if (!too_long && cls_vesk_help_parser::usable(exit_code, m_help_msg)) {
         parse_args();
         return true;
     }
@@ -282,76 +282,34 @@ cls_sp<cls_string> cls_vesk_device::help_msg() { return cls_sp<cls_string>(OZGI_
 void cls_vesk_device::parse_args() { parse_arg_lines(m_help_msg, &m_args); }
 
 void cls_vesk_device::parse_arg_lines(const cls_string& help_msg, cls_array<arg_info_t>* args) {
-    cls_array<cls_string> lines(cls_array<cls_string>::INITIAL_SLOTS);
-    help_msg.split_to_lines(&lines);
-
-    int first = 0;
-    while (first < lines.count() && lines[first] != "Arguments:") ++first;
-    if (first == lines.count()) return;
-
-    // One pattern object serves every line of this help text.
-    ozgi::cls_regex pattern(ARG_LINE_PATTERN);
-    cls_array<ozgi::name_val_t> captures(cls_array<ozgi::name_val_t>::INITIAL_SLOTS);
-    for (int i = first + 1; i < lines.count(); ++i) {
-        const cls_string& line = lines[i];
-        captures.clear();
-        if (!pattern.match(line, &captures, nullptr)) {
-            // The marker copies the line's TABs so that the caret stands under the
-            // failing character whatever the terminal's tab width.
-            cls_string message("Failed to match regular expression:\n");
-            message += line;
-            message += "\n";
-            int matched = pattern.max_matched_len();
-            for (int c = 0; c < matched && c < line.length(); ++c) message += line[c] == '\t' ? '\t' : ' ';
-            message += "^";
-            OZGI_FATAL("%s", message.c_str());
+    cls_array<cls_vesk_help_parser::refused_t> refused;
+    int before = args->count();
+    if (!cls_vesk_help_parser::parse(help_msg, true, args, nullptr, &refused)) {
+        cls_string message("Failed to match regular expression:\n");
+        message += cls_vesk_help_parser::with_caret(refused[0].line, refused[0].column);
+        OZGI_FATAL("%s", message.c_str());
+    }
+    for (int i = before; i < args->count(); ++i) {
+        // The pattern always captures a range or an item, so this cannot fail;
+        // the check stays in case the pattern ever changes.
+        if ((*args)[i].default_value.is_empty()) {
+            OZGI_FATAL("Argument %s has no default value or value range.", (*args)[i].arg_name.c_str());
         }
-
-        arg_info_t arg = arg_of_captures(captures);
-        if (arg.default_value.is_empty()) {
-            // The pattern always captures a range or an item, so this cannot fail;
-            // the check stays in case the pattern ever changes.
-            if (arg.values.is_empty()) {
-                OZGI_FATAL("Argument %s has no default value or value range.", arg.arg_name.c_str());
-            }
-            arg.default_value = arg.values[0];
-        }
-        args->append(arg);
     }
 }
 
 cls_vesk_device::arg_info_t cls_vesk_device::arg_of_captures(const cls_array<ozgi::name_val_t>& captures) {
-    arg_info_t arg;
-    for (int c = 0; c < captures.count(); ++c) {
-        const ozgi::name_val_t& capture = captures[c];
-        if (capture.name == "arg_name") {
-            arg.arg_name = capture.value;
-        } else if (capture.name == "lower_bound") {
-            arg.values.append(capture.value);
-            arg.arg_type = 0;
-        } else if (capture.name == "higher_bound") {
-            arg.values.append(capture.value);
-        } else if (capture.name == "list_item") {
-            arg.values.append(capture.value);
-            arg.arg_type = 1;
-        } else if (capture.name == "default_value") {
-            arg.default_value = capture.value;
-        } else if (capture.name == "step") {
-            arg.step = capture.value;
-        } else if (capture.name == "arg_desc") {
-            arg.arg_desc = capture.value;
-        }
-    }
-    return arg;
+    return cls_vesk_help_parser::arg_of_captures(captures);
+}
+
+void cls_vesk_device::arg_words(const cls_array<arg_info_t>& args, cls_array<cls_string>* words) {
+    // Every argument is passed, also one that still has its default.
+    for (int i = 0; i < args.count(); ++i) words->append(cls_string("--") + args[i].arg_name).append(args[i].default_value);
 }
 
 void cls_vesk_device::execute() {
     cls_array<cls_string> args;
-    // Every argument is passed, also one that still has its default.
-    for (int i = 0; i < m_args.count(); ++i) {
-        args.append(cls_string("--") + m_args[i].arg_name);
-        args.append(m_args[i].default_value);
-    }
+    arg_words(m_args, &args);
     exec_with_args(args);
 }
 

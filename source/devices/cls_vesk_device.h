@@ -123,6 +123,9 @@ public:
     /// The record of one argument line from the captures of ARG_LINE_PATTERN, as
     /// matched; the default is left empty when the line gives none.
     static arg_info_t arg_of_captures(const ozgi::cls_array<ozgi::name_val_t>& captures);
+    /// Appends the words a test is run with: "--" + name and the value of every
+    /// argument, in order, also of one that keeps its default.
+    static void arg_words(const ozgi::cls_array<arg_info_t>& args, ozgi::cls_array<ozgi::cls_string>* words);
     /// A copy of the selected test's help text.
     ozgi::cls_sp<ozgi::cls_string> help_msg();
     /// Starts the selected test with every argument as "--name" and its value.

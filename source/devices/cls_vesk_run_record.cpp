@@ -11,7 +11,30 @@ cls_vesk_run_record::cls_vesk_run_record(int kept_bytes)
       m_start_ms(0),
       m_duration_ms(0),
       m_exit_code(0),
+      m_result(RESULT_NONE),
       m_output_bytes(0) {}
+
+const char* cls_vesk_run_record::result_name(result_t result) {
+    switch (result) {
+    case RESULT_PASS: return "PASS";
+    case RESULT_FAIL: return "FAIL";
+    case RESULT_TIMEOUT: return "TIMEOUT";
+    case RESULT_ERROR: return "ERROR";
+    default: return "";
+    }
+}
+
+cls_vesk_run_record::result_t cls_vesk_run_record::result_of_name(const cls_string& name) {
+    const result_t ALL[] = {RESULT_PASS, RESULT_FAIL, RESULT_TIMEOUT, RESULT_ERROR};
+    for (result_t r : ALL)
+        if (name == result_name(r)) return r;
+    return RESULT_NONE;
+}
+
+cls_vesk_run_record::result_t cls_vesk_run_record::result_of_run(int exit_code, bool timed_out) {
+    if (timed_out) return RESULT_TIMEOUT;
+    return exit_code == 0 ? RESULT_PASS : RESULT_FAIL;
+}
 
 void cls_vesk_run_record::begin(const cls_string& device, const cls_string& serial_id, const cls_string& test,
                                 const cls_array<cls_string>& args) {
@@ -23,7 +46,7 @@ void cls_vesk_run_record::begin(const cls_string& device, const cls_string& seri
     m_start_ms = ozgi::cls_time::now_ms();
     m_duration_ms = 0;
     m_exit_code = 0;
-    m_result.clear();
+    m_result = RESULT_NONE;
     m_output_bytes = 0;
     m_head.clear();
     m_tail.clear();
@@ -44,7 +67,7 @@ void cls_vesk_run_record::add_output(const cls_string& piece) {
     }
 }
 
-void cls_vesk_run_record::finish(int exit_code, const char* result) {
+void cls_vesk_run_record::finish(int exit_code, result_t result) {
     m_duration_ms = ozgi::cls_time::now_ms() - m_start_ms;
     m_exit_code = exit_code;
     m_result = result;
@@ -87,9 +110,9 @@ cls_string cls_vesk_run_record::to_json() const {
         line += esc::json(m_args[i]);
     }
     line += number.print("],\"exit_code\":%d", m_exit_code);
-    line += m_result == "PASS" ? ",\"passed\":true" : ",\"passed\":false";
+    line += m_result == RESULT_PASS ? ",\"passed\":true" : ",\"passed\":false";
     line += ",\"result\":";
-    line += esc::json(m_result);
+    line += esc::json(result_name(m_result));
     line += number.print(",\"output_bytes\":%lld", m_output_bytes);
     line += ",\"output_head\":";
     line += esc::json(head);

@@ -8,6 +8,16 @@
 
 class cls_vesk_run_record {
 public:
+    /// How a run ended; RESULT_NONE before finish().
+    enum result_t { RESULT_NONE = 0, RESULT_PASS, RESULT_FAIL, RESULT_TIMEOUT, RESULT_ERROR };
+
+    /// "PASS", "FAIL", "TIMEOUT", "ERROR"; "" for RESULT_NONE.
+    static const char* result_name(result_t result);
+    /// The result named `name` (as result_name gives it); RESULT_NONE for any other text.
+    static result_t result_of_name(const ozgi::cls_string& name);
+    /// The result of a run that ended with `exit_code` or ran out of time.
+    static result_t result_of_run(int exit_code, bool timed_out);
+
     /// Bytes of the beginning and of the end of the output a JSON record holds.
     static const int JSON_OUTPUT_BYTES = 4096;
 
@@ -21,15 +31,21 @@ public:
                const ozgi::cls_array<ozgi::cls_string>& args);
     /// Counts and keeps (the kept parts of) a piece of output.
     void add_output(const ozgi::cls_string& piece);
-    /// Ends the record now. `result` is "PASS", "FAIL", "TIMEOUT" or "ERROR".
-    void finish(int exit_code, const char* result);
+    /// Ends the record now.
+    void finish(int exit_code, result_t result);
 
     /// The test's path below the menu root.
     const ozgi::cls_string& test() const { return m_test; }
     /// The words after the test's path.
     const ozgi::cls_array<ozgi::cls_string>& args() const { return m_args; }
-    /// "PASS", "FAIL", "TIMEOUT" or "ERROR"; empty before finish().
-    const ozgi::cls_string& result() const { return m_result; }
+    /// How the run ended; RESULT_NONE before finish().
+    result_t result() const { return m_result; }
+    /// Its name, "PASS", "FAIL", "TIMEOUT" or "ERROR"; empty before finish().
+    const char* result_text() const { return result_name(m_result); }
+    /// The device kind given to begin().
+    const ozgi::cls_string& device() const { return m_device; }
+    /// The serial id given to begin().
+    const ozgi::cls_string& serial_id() const { return m_serial_id; }
     /// The exit code given to finish().
     int exit_code() const { return m_exit_code; }
     /// Milliseconds from begin() to finish().
@@ -55,7 +71,7 @@ private:
     long long m_start_ms;
     long long m_duration_ms;
     int m_exit_code;
-    ozgi::cls_string m_result;
+    result_t m_result;
     long long m_output_bytes;
     ozgi::cls_string m_head;
     // Holds between m_kept_bytes and twice that many bytes, so cutting it is rare.

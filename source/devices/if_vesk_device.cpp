@@ -1,6 +1,7 @@
 #include "devices/if_vesk_device.h"
 
 #include "ozgi/cls_mem_mgr.h"
+#include "ozgi/if_system.h"
 
 using ozgi::cls_sp;
 using ozgi::cls_string;
@@ -26,3 +27,14 @@ cls_sp<cls_string> if_vesk_device::menu_node_t::to_string() const {
 }
 
 if_vesk_device::~if_vesk_device() {}
+
+const char* const if_vesk_device::LOCAL_SERIAL_ID = "LOCAL_DEVICE";
+
+const char* if_vesk_device::kind_name(kind_t kind) { return kind == KIND_ADB ? "adb" : "local"; }
+
+const char* if_vesk_device::default_root(kind_t kind) { return kind == KIND_ADB ? "/dfs/vesk/" : "./"; }
+
+cls_string if_vesk_device::serial_id_from_env() {
+    cls_sp<cls_string> from_env = ozgi::if_system::env("ANDROID_SERIAL");
+    return from_env.is_null() ? cls_string() : *from_env;
+}

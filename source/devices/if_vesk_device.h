@@ -27,6 +27,19 @@ public:
         ozgi::cls_sp<ozgi::cls_string> to_string() const override;
     };
 
+    /// What a device is; its name in records and reports comes from kind_name().
+    enum kind_t { KIND_LOCAL = 0, KIND_ADB = 1 };
+    /// The one serial id of the local device, "LOCAL_DEVICE".
+    static const char* const LOCAL_SERIAL_ID;
+
+    /// "local" or "adb".
+    static const char* kind_name(kind_t kind);
+    /// The menu root used when none is given: "./" locally, "/dfs/vesk/" over adb.
+    static const char* default_root(kind_t kind);
+    /// The serial id when the command line gives none: the environment variable
+    /// ANDROID_SERIAL (whatever the device), empty when it is unset.
+    static ozgi::cls_string serial_id_from_env();
+
     typedef ozgi::cls_tree<menu_node_t> menu_tree_t;
     typedef menu_tree_t::node_t menu_tree_node_t;
 
@@ -50,4 +63,23 @@ public:
     virtual bool is_ended(int* exit_code) = 0;
     /// Interrupts the running test.
     virtual void stop() = 0;
+
+    /// What this device is.
+    virtual kind_t kind() const = 0;
+    /// The serial id in use: LOCAL_SERIAL_ID locally; over adb the one chosen
+    /// (empty: none, the tool picks the device).
+    virtual const ozgi::cls_string& serial_id() const = 0;
+    /// Whether stop() can interrupt a test (over adb it cannot).
+    virtual bool can_stop() const = 0;
+    /// The text of a file of the menu directory at `path` (on the device); null
+    /// when it is missing or cannot be read as a file.
+    virtual ozgi::cls_sp<ozgi::cls_string> read_menu_file(const ozgi::cls_string& path) = 0;
+    /// From now on, starts tests so that end_test can reach them where they run.
+    /// Off by default, so that the panel's command lines stay as they are.
+    virtual void set_endable(bool endable) = 0;
+    /// Ends the running test and what it started, where it runs: SIGINT to its
+    /// process group, SIGTERM after `grace_ms` if it is still there, SIGKILL after
+    /// `grace_ms` more. Returns once it is gone (or given up on after the SIGKILL);
+    /// its end and output are then collected as usual.
+    virtual void end_test(int grace_ms) = 0;
 };

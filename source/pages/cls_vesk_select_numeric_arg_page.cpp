@@ -1,8 +1,7 @@
 #include "pages/cls_vesk_select_numeric_arg_page.h"
 
-#include <climits>
-
 #include "devices/cls_vesk_device.h"
+#include "devices/cls_vesk_numeric_arg.h"
 #include "ozgi/cls_array.h"
 #include "ozgi/cls_fixed_point.h"
 #include "ozgi/cls_label.h"
@@ -50,26 +49,9 @@ void cls_vesk_select_numeric_arg_page::init() {
     m_value_label->set_text(info.default_value);
 
     cls_fixed_point range = cls_fixed_point(info.values[1]) - cls_fixed_point(info.values[0]);
-    bool has_button = false;
-    if (info.step.is_not_empty()) {
-        cls_fixed_point step(info.step);
-        // The step's own decimals decide how many the value shows from now on.
-        if (info.step.has('.')) {
-            m_fractional_width = info.step.length() - info.step.find('.') - 1;
-            step.set_fractional_width(m_fractional_width);
-        }
-        add_num_button(-step, true);
-        add_num_button(step, false);
-        has_button = true;
-    }
-    // FIXME: ranges of 10^9 and more get no buttons beyond 10^9; the counter stays a
-    // 32-bit integer and must not overflow.
-    for (int p = 1; static_cast<long long>(p) <= range; p *= 10) {
-        add_num_button(cls_fixed_point(-static_cast<long long>(p), 0), !has_button);
-        add_num_button(cls_fixed_point(static_cast<long long>(p), 0), false);
-        has_button = true;
-        if (p > INT_MAX / 10) break;
-    }
+    cls_array<cls_fixed_point> amounts;
+    cls_vesk_numeric_arg::amounts(info, range, &amounts, &m_fractional_width);
+    for (int i = 0; i < amounts.count(); ++i) add_num_button(amounts[i], i == 0);
 }
 
 void cls_vesk_select_numeric_arg_page::add_num_button(const cls_fixed_point& amount, bool focus) {
@@ -89,15 +71,10 @@ void cls_vesk_select_numeric_arg_page::on_num_btn_click(cls_event_handler* butto
     cls_vesk_device* device = cls_vesk_device::ins();
     cls_vesk_device::arg_info_t info;
     device->get_cur_arg_info(&info);
-    cls_fixed_point value(info.default_value);
-    cls_fixed_point amount(button->item_data());
-    value += amount;
-    cls_fixed_point lower(info.values[0]);
-    cls_fixed_point higher(info.values[1]);
-    // The lower bound is tested first, so with reversed bounds the higher one wins.
-    if (value < lower) value = lower;
-    if (value > higher) value = higher;
-    value.set_fractional_width(m_fractional_width);
+    cls_fixed_point value;
+    cls_vesk_numeric_arg::tap(cls_fixed_point(info.default_value), cls_fixed_point(button->item_data()),
+                              cls_fixed_point(info.values[0]), cls_fixed_point(info.values[1]), m_fractional_width,
+                              false, &value);
     cls_string text = value.to_string();
     device->set_cur_arg_value(text);
     m_value_label->set_text(text);

@@ -40,7 +40,7 @@ TEST(run_record, head_and_tail_are_cut_between_characters) {
         std::string piece = text.substr(i, 1000);
         record.add_output(cls_string(piece.data(), static_cast<int>(piece.size())));
     }
-    record.finish(0, "PASS");
+    record.finish(0, cls_vesk_run_record::RESULT_PASS);
     EXPECT_EQ(record.output_bytes(), static_cast<long long>(text.size()));
     std::string json = s(record.to_json());
     // The head ends before the character that crosses 4096; the tail starts after the one that crosses its start.
@@ -55,7 +55,7 @@ TEST(run_record, kept_output_says_how_much_is_left_out) {
     cls_vesk_run_record record(4096);
     record.begin("local", "LOCAL_DEVICE", "t", cls_array<cls_string>());
     record.add_output(cls_string(std::string(10000, 'a').c_str()));
-    record.finish(1, "FAIL");
+    record.finish(1, cls_vesk_run_record::RESULT_FAIL);
     std::string kept = s(record.kept_output());
     EXPECT_EQ(kept, std::string(4096, 'a') + "\n[... 1808 bytes left out ...]\n" + std::string(4096, 'a'));
 }
