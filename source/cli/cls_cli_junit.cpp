@@ -20,11 +20,15 @@ cls_string cls_cli_junit::suite_of(const cls_string& test_path) {
     return slash == cls_string::NOT_FOUND ? cls_string("(root)") : test_path.sub_str(0, slash);
 }
 
-cls_string cls_cli_junit::test_case(const cls_vesk_run_record& r) {
+cls_string cls_cli_junit::suite_key(const cls_vesk_run_record& r, bool by_device) {
+    return by_device ? r.serial_id() + "/" + suite_of(r.test()) : suite_of(r.test());
+}
+
+cls_string cls_cli_junit::test_case(const cls_vesk_run_record& r, const cls_string& suite) {
     typedef cls_vesk_text_escape esc;
     cls_string name = r.test().file_name();
     cls_string out;
-    out.print("    <testcase classname=\"%s\" name=\"%s\" time=\"%s\">\n", esc::xml(suite_of(r.test())).c_str(),
+    out.print("    <testcase classname=\"%s\" name=\"%s\" time=\"%s\">\n", esc::xml(suite).c_str(),
               esc::xml(name).c_str(), seconds(r.duration_ms()).c_str());
     cls_string line;
     if (r.result() == cls_vesk_run_record::RESULT_FAIL) {
@@ -44,11 +48,11 @@ cls_string cls_cli_junit::test_case(const cls_vesk_run_record& r) {
     return out;
 }
 
-cls_string cls_cli_junit::document(const cls_array<cls_sp<cls_vesk_run_record>>& records) {
+cls_string cls_cli_junit::document(const cls_array<cls_sp<cls_vesk_run_record>>& records, bool by_device) {
     typedef cls_vesk_text_escape esc;
     cls_array<cls_string> suites;
     for (int i = 0; i < records.count(); ++i) {
-        cls_string suite = suite_of(records[i]->test());
+        cls_string suite = suite_key(*records[i], by_device);
         bool known = false;
         for (int s = 0; s < suites.count(); ++s) known = known || suites[s] == suite;
         if (!known) suites.append(suite);
@@ -75,13 +79,13 @@ cls_string cls_cli_junit::document(const cls_array<cls_sp<cls_vesk_run_record>>&
         cls_string timestamp;
         for (int i = 0; i < records.count(); ++i) {
             const cls_vesk_run_record& r = *records[i];
-            if (suite_of(r.test()) != suites[s]) continue;
+            if (suite_key(r, by_device) != suites[s]) continue;
             if (timestamp.is_empty()) timestamp = r.start_time();
             ++tests;
             suite_failures += r.result() == cls_vesk_run_record::RESULT_FAIL;
             suite_errors += r.result() == cls_vesk_run_record::RESULT_TIMEOUT || r.result() == cls_vesk_run_record::RESULT_ERROR;
             suite_ms += r.duration_ms();
-            cases += test_case(r);
+            cases += test_case(r, suites[s]);
         }
         out += line.print("  <testsuite name=\"%s\" tests=\"%d\" failures=\"%d\" errors=\"%d\" skipped=\"0\" "
                           "time=\"%s\" timestamp=\"%s\">\n",

@@ -23,7 +23,15 @@ bool seconds(const cls_string& text, int min, int* out) {
 } // namespace
 
 cls_cli_options::cls_cli_options()
-    : help(false), json(false), help_timeout_s(10), werror(false), all(false), with_direct(false), timeout_s(0) {}
+    : help(false),
+      all_devices(false),
+      json(false),
+      help_timeout_s(10),
+      werror(false),
+      all(false),
+      with_direct(false),
+      timeout_s(0),
+      worker(false) {}
 
 void cls_cli_options::print_usage(std::FILE* out) {
     std::fputs("vesk-cli: check a vesk menu, list it and run its tests without a screen." "\n", out);
@@ -37,15 +45,18 @@ void cls_cli_options::print_usage(std::FILE* out) {
     std::fputs("  run PATH [--NAME=VALUE ...] [--timeout=SECONDS] [--json=FILE] [--junit=FILE]" "\n", out);
     std::fputs("      Runs one test (PATH below the menu root) with its defaults and the given values," "\n", out);
     std::fputs("      streams its output and exits with its exit code (124 after --timeout)." "\n", out);
-    std::fputs("  run --all [PREFIX] [--with-direct] [--timeout=SECONDS] [--junit=FILE] [--json=FILE]" "\n", out);
+    std::fputs("  run --all [PREFIX] [--with-direct] [--timeout=SECONDS] [--junit=FILE] [--json=FILE] [--tap=FILE]" "\n", out);
     std::fputs("      Runs every test below PREFIX with its defaults, one after the other; direct tests" "\n", out);
     std::fputs("      only with --with-direct. On timeout: SIGINT, SIGTERM 2 s later, SIGKILL 2 s after that." "\n", out);
-    std::fputs("      --junit writes JUnit XML, --json appends JSON Lines. Exit status 0 when all passed." "\n", out);
+    std::fputs("      --junit writes JUnit XML, --json appends JSON Lines, --tap writes TAP 13. Exit status 0" "\n", out);
+    std::fputs("      when all passed. With --device=adb --serial-id=A,B,C (or =all: every attached device)" "\n", out);
+    std::fputs("      the tests run on all of them at once, one worker per device, and a final table shows" "\n", out);
+    std::fputs("      each test on each device." "\n", out);
     std::fputs("      run takes --help-timeout too (default 10 s) for reading a test's arguments." "\n", out);
     std::fputs("Common options:" "\n", out);
     std::fputs("  --device=<local|adb>   the device holding the menu (default local)" "\n", out);
     std::fputs("  --dir=<menu-dir>       the menu root (default \"./\", on adb \"/dfs/vesk/\")" "\n", out);
-    std::fputs("  --serial-id=<id>       the adb device (default: $ANDROID_SERIAL)" "\n", out);
+    std::fputs("  --serial-id=<id>       the adb device (default: $ANDROID_SERIAL); run --all: also A,B,C or all" "\n", out);
     std::fputs("  -h, --help             this text" "\n", out);
 }
 
@@ -104,6 +115,10 @@ bool cls_cli_options::parse(const cls_array<cls_string>& args, cls_string* error
             junit_file = value;
         } else if (command == "run" && arg.begin_with("--json=", &value) && value.is_not_empty()) {
             json_file = value;
+        } else if (command == "run" && arg.begin_with("--tap=", &value) && value.is_not_empty()) {
+            tap_file = value;
+        } else if (command == "run" && arg == "--worker") {
+            worker = true;
         } else if (command == "run" && path.is_not_empty() && !all && arg.begin_with("--", &value) &&
                    value.find('=') > 0) {
             // A value for one of the test's own arguments; the test's help decides later.
@@ -121,6 +136,18 @@ bool cls_cli_options::parse(const cls_array<cls_string>& args, cls_string* error
         // The same fallback as vesk, whatever the device.
         serial_id = if_vesk_device::serial_id_from_env();
     }
+    if (serial_id == "all" || serial_id.find(',') != cls_string::NOT_FOUND) {
+        all_devices = serial_id == "all";
+        cls_string part;
+        for (int i = 0; !all_devices && i <= serial_id.length(); ++i) {
+            if (i < serial_id.length() && serial_id[i] != ',') {
+                part += serial_id[i];
+                continue;
+            }
+            if (part.is_not_empty()) serial_ids.append(part);
+            part.clear();
+        }
+    }
     if (help) return true;
     if (command.is_empty()) {
         *error = "no command given";
@@ -128,6 +155,15 @@ bool cls_cli_options::parse(const cls_array<cls_string>& args, cls_string* error
     }
     if (command == "run" && !all && path.is_empty()) {
         *error = "run needs a test PATH or --all";
+        return false;
+    }
+    if (several_devices() && (command != "run" || !all)) {
+        error->print("%s takes one device; several devices are for run --all (PATH as its prefix)",
+                     command == "run" ? "run PATH" : command.c_str());
+        return false;
+    }
+    if (several_devices() && device != "adb") {
+        *error = "several devices need --device=adb";
         return false;
     }
     if (command == "run" && all && !override_names.is_empty()) {

@@ -18,6 +18,8 @@ public:
     /// Parses `args` (the words after the program name). Returns false, with the
     /// reason in `error`, for an unknown subcommand or option or a bad value.
     bool parse(const ozgi::cls_array<ozgi::cls_string>& args, ozgi::cls_string* error);
+    /// Whether the run goes to several devices (a list or "all").
+    bool several_devices() const { return all_devices || serial_ids.count() > 1; }
     /// Writes the usage text to `out`.
     static void print_usage(std::FILE* out);
 
@@ -28,6 +30,10 @@ public:
     ozgi::cls_string device;
     ozgi::cls_string dir;
     ozgi::cls_string serial_id;
+    /// --serial-id=A,B,C: the devices, in order; empty for one device.
+    ozgi::cls_array<ozgi::cls_string> serial_ids;
+    /// --serial-id=all: every device "adb devices" lists as "device".
+    bool all_devices;
     /// list
     bool json;
     ozgi::cls_string lang;
@@ -40,6 +46,10 @@ public:
     int timeout_s;  // 0: none
     ozgi::cls_string junit_file;
     ozgi::cls_string json_file;
+    ozgi::cls_string tap_file;
+    /// run --all on one device of several, started by vesk-cli itself: progress
+    /// lines only (no table), and the device checked after each test that fails.
+    bool worker;
     /// run PATH: the test; run --all: the optional prefix.
     ozgi::cls_string path;
     /// run PATH: "--NAME=VALUE" words, as NAME and VALUE.

@@ -3,9 +3,11 @@
 #include <cstdio>
 
 #include "cli/cls_cli_arg_check.h"
+#include "cli/cls_cli_devices.h"
 #include "cli/cls_cli_help.h"
 #include "cli/cls_cli_junit.h"
 #include "cli/cls_cli_runner.h"
+#include "cli/cls_cli_tap.h"
 #include "devices/cls_vesk_text_escape.h"
 #include "ozgi/cls_file.h"
 #include "ozgi/cls_mem_mgr.h"
@@ -21,12 +23,7 @@ namespace {
 // Output kept of each test for JUnit's system-out: its beginning and its end.
 const int JUNIT_KEPT_BYTES = 256 * 1024;
 
-void error_line(const cls_string& text) { std::fprintf(stderr, "vesk-cli: %s\n", text.c_str()); }
-
-cls_string seconds(long long ms) {
-    cls_string s;
-    return s.print("%lld.%02lld s", ms / 1000, ms % 1000 / 10);
-}
+cls_string seconds(long long ms) { return cls_cli_run_cmd::seconds(ms); }
 
 // Streams a single test's output to standard output and keeps it in the record.
 class stream_sink : public cls_cli_runner::if_observer {
@@ -65,6 +62,13 @@ private:
 };
 
 } // namespace
+
+void cls_cli_run_cmd::error_line(const cls_string& text) { std::fprintf(stderr, "vesk-cli: %s\n", text.c_str()); }
+
+cls_string cls_cli_run_cmd::seconds(long long ms) {
+    cls_string s;
+    return s.print("%lld.%02lld s", ms / 1000, ms % 1000 / 10);
+}
 
 int cls_cli_run_cmd::run(const cls_cli_options& options, const cls_cli_menu& menu) {
     return options.all ? run_all(options, menu) : run_one(options, menu);
@@ -127,11 +131,20 @@ bool cls_cli_run_cmd::write_json(const cls_cli_options& options, const cls_vesk_
     return false;
 }
 
-bool cls_cli_run_cmd::write_junit(const cls_cli_options& options, const cls_array<cls_sp<cls_vesk_run_record>>& records) {
-    if (options.junit_file.is_empty()) return true;
-    if (ozgi::cls_file::write_str(options.junit_file, cls_cli_junit::document(records))) return true;
-    error_line(cls_string("can't write ") + options.junit_file);
-    return false;
+bool cls_cli_run_cmd::write_reports(const cls_cli_options& options,
+                                    const cls_array<cls_sp<cls_vesk_run_record>>& records, bool by_device) {
+    bool written = true;
+    if (options.junit_file.is_not_empty() &&
+        !ozgi::cls_file::write_str(options.junit_file, cls_cli_junit::document(records, by_device))) {
+        error_line(cls_string("can't write ") + options.junit_file);
+        written = false;
+    }
+    if (options.tap_file.is_not_empty() &&
+        !ozgi::cls_file::write_str(options.tap_file, cls_cli_tap::document(records, by_device))) {
+        error_line(cls_string("can't write ") + options.tap_file);
+        written = false;
+    }
+    return written;
 }
 
 int cls_cli_run_cmd::run_one(const cls_cli_options& options, const cls_cli_menu& menu) {
@@ -160,7 +173,7 @@ int cls_cli_run_cmd::run_one(const cls_cli_options& options, const cls_cli_menu&
     records.append(record);
     // Both files are written even when the first fails.
     bool json_written = write_json(options, *record);
-    bool junit_written = write_junit(options, records);
+    bool junit_written = write_reports(options, records, false);
     bool written = json_written && junit_written;
     if (result.timed_out) {
         error_line(test.path + ": timed out after " + seconds(record->duration_ms()));
@@ -185,6 +198,10 @@ int cls_cli_run_cmd::run_all(const cls_cli_options& options, const cls_cli_menu&
     bool terminal = ozgi::cls_terminal::stdout_is_terminal();
     cls_array<cls_sp<cls_vesk_run_record>> records;
     bool written = true;
+    // A target that is no longer there fails every test; its remaining tests are
+    // not tried but recorded as errors.
+    bool gone = false;
+    bool over_adb = menu.device()->kind() == if_vesk_device::KIND_ADB;
     for (int i = 0; i < tests.count(); ++i) {
         const cls_cli_menu::test_t& test = tests[i];
         cls_string head;
@@ -194,7 +211,11 @@ int cls_cli_run_cmd::run_all(const cls_cli_options& options, const cls_cli_menu&
         cls_sp<cls_vesk_run_record> record(OZGI_NEW(cls_vesk_run_record)(JUNIT_KEPT_BYTES));
         cls_array<cls_string> words;
         cls_string why;
-        if (!test_words(options, menu, test, false, &words, &why)) {
+        if (gone) {
+            record->begin(menu.device_kind(), menu.serial_id(), test.path, words);
+            record->add_output(cls_string("the device ") + menu.serial_id() + " is gone: the test was not run\n");
+            record->finish(-1, cls_vesk_run_record::RESULT_ERROR);
+        } else if (!test_words(options, menu, test, false, &words, &why)) {
             record->begin(menu.device_kind(), menu.serial_id(), test.path, words);
             record->add_output(why + "\n");
             record->finish(-1, cls_vesk_run_record::RESULT_ERROR);
@@ -208,6 +229,12 @@ int cls_cli_run_cmd::run_all(const cls_cli_options& options, const cls_cli_menu&
                 menu.device(), test.dir_path, cmd, static_cast<long long>(options.timeout_s) * 1000, &sink);
             record->finish(result.exit_code, cls_vesk_run_record::result_of_run(result.exit_code, result.timed_out));
         }
+        if (!gone && over_adb && record->result() != cls_vesk_run_record::RESULT_PASS &&
+            menu.serial_id().is_not_empty() && !cls_cli_devices::is_ready(menu.serial_id())) {
+            gone = true;
+            record->add_output(cls_string("\n[the device ") + menu.serial_id() + " disappeared]\n");
+            record->finish(record->exit_code(), cls_vesk_run_record::RESULT_ERROR);
+        }
         records.append(record);
         written = write_json(options, *record) && written;
 
@@ -218,7 +245,11 @@ int cls_cli_run_cmd::run_all(const cls_cli_options& options, const cls_cli_menu&
         ozgi::cls_terminal::write_stdout(done.c_str());
     }
 
-    int passed = 0, failed = 0, timed_out = 0, errors = 0;
+    int passed = 0;
+    for (int i = 0; i < records.count(); ++i) passed += records[i]->result() == cls_vesk_run_record::RESULT_PASS;
+    if (options.worker) return passed == records.count() && written ? 0 : 1;
+    int failed = 0, timed_out = 0, errors = 0;
+    passed = 0;
     cls_string table("\nRESULT   DURATION    TEST\n");
     for (int i = 0; i < records.count(); ++i) {
         const cls_vesk_run_record& r = *records[i];
@@ -237,6 +268,6 @@ int cls_cli_run_cmd::run_all(const cls_cli_options& options, const cls_cli_menu&
                            records.count() == 1 ? "" : "s", passed, failed, timed_out, errors, errors == 1 ? "" : "s");
     ozgi::cls_terminal::write_stdout(table.c_str());
 
-    written = write_junit(options, records) && written;
+    written = write_reports(options, records, false) && written;
     return passed == records.count() && written ? 0 : 1;
 }

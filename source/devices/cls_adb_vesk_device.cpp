@@ -191,7 +191,11 @@ void cls_adb_vesk_device::exec_test(const cls_string& rel_dir, const cls_array<c
 }
 
 void cls_adb_vesk_device::take_exit_code(cls_string* chunk) {
+    bool marker = chunk->rfind(EXIT_CODE_MARKER, -1) != cls_string::NOT_FOUND;
     m_exit_code = cut_exit_code(chunk);
+    // vesk-cli must not count a run whose status never came (the target went
+    // away, adb failed) as passed; the panel keeps its designed reading.
+    if (m_endable && !marker) m_exit_code = NO_STATUS;
     m_exit_code_got = true;
 }
 

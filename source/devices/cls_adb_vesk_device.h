@@ -41,7 +41,8 @@ public:
     ozgi::cls_sp<ozgi::cls_string> read_menu_file(const ozgi::cls_string& path) override;
     /// From now on a test is started in a session of its own on the target,
     /// and the remote shell first prints its process group (a line that is not
-    /// part of the test's output).
+    /// part of the test's output); a run without the status marker ends with
+    /// NO_STATUS instead of the panel's reading of the missing marker.
     void set_endable(bool endable) override { m_endable = endable; }
     /// Sends the signals to the test's process group on the target with
     /// "adb shell kill"; the local adb client ends with the remote shell. If the
@@ -65,6 +66,9 @@ public:
     void adb_exec(const ozgi::cls_string& dir, const ozgi::cls_array<ozgi::cls_string>& words, bool prefix_root);
 
     // ---- Parsing of adb's output (no adb needed) ----
+
+    /// The exit code in endable mode when the output held no status marker.
+    static const int NO_STATUS = 255;
 
     /// What one "ls -ld" line makes of an entry.
     enum entry_kind_t { ENTRY_OTHER = 0, ENTRY_DIR = 1, ENTRY_EXEC = 2 };

@@ -62,6 +62,9 @@ public:
     ozgi::cls_string to_json() const;
 
 private:
+    // vesk-cli reads back the records its per-device workers wrote.
+    friend class cls_cli_record_reader;
+
     int m_kept_bytes;
     ozgi::cls_string m_device;
     ozgi::cls_string m_serial_id;
