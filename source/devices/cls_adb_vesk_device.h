@@ -68,7 +68,7 @@ public:
     // ---- Parsing of adb's output (no adb needed) ----
 
     /// The exit code in endable mode when the output held no status marker.
-    static const int NO_STATUS = 255;
+    static constexpr int NO_STATUS = 255;
 
     /// What one "ls -ld" line makes of an entry.
     enum entry_kind_t { ENTRY_OTHER = 0, ENTRY_DIR = 1, ENTRY_EXEC = 2 };

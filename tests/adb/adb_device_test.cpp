@@ -9,7 +9,13 @@
 
 #include "device_fixture.h"
 #include "devices/cls_adb_vesk_device.h"
+#include "ozgi/cls_process.h"
+#include "ozgi/cls_time.h"
 #include "ozgi/cls_ui_text_dict.h"
+#include "wait_util.h"
+
+#include <csignal>
+#include <sstream>
 
 using ozgi::cls_array;
 using ozgi::cls_string;
@@ -445,6 +451,119 @@ TEST_F(adb_device, help_and_arguments_work_through_the_device_singleton) {
     dev()->execute();
     EXPECT_EQ(wait_for_adb_end(""), 0);
     EXPECT_EQ(device_read_lines(m_dir.at("d/t.args")), strings({"--loops", "7"}));
+}
+
+TEST_F(adb_device, an_endable_start_hides_the_group_line_and_keeps_the_status) {
+    ::setenv("ADB_STUB_DEVICES", "S1", 1);
+    m_dir.write_script("t", "echo line1\nexit 3\n");
+    cls_adb_vesk_device device;
+    device.set_serial_id("S1");
+    if_vesk_device::menu_tree_t tree;
+    device.build_menu_tree(m_dir.path().c_str(), &tree);
+    device.set_endable(true);
+    int code = 0;
+    EXPECT_EQ(run_and_read_at_end(&device, words({"t", "--n", "4"}), &code), "line1\n");
+    EXPECT_EQ(code, 3);
+    EXPECT_GT(device.remote_group(), 0);
+    // The arguments still reach the test as the panel's would.
+    strings last = calls().back();
+    ASSERT_EQ(last.size(), 5u);
+    EXPECT_EQ(last[3], "shell");
+    EXPECT_NE(last[4].find("vesk_pgid=$$"), std::string::npos) << last[4];
+    EXPECT_NE(last[4].find("/t --n 4 ; echo exit_code=$?"), std::string::npos) << last[4];
+}
+
+TEST_F(adb_device, without_endable_no_group_line_is_asked_for) {
+    ::setenv("ADB_STUB_DEVICES", "S1", 1);
+    m_dir.write_script("t", "echo line1\n");
+    cls_adb_vesk_device device;
+    device.set_serial_id("S1");
+    if_vesk_device::menu_tree_t tree;
+    device.build_menu_tree(m_dir.path().c_str(), &tree);
+    int code = -1;
+    EXPECT_EQ(run_and_read_at_end(&device, words({"t"}), &code), "line1\n");
+    EXPECT_EQ(code, 0);
+    EXPECT_EQ(device.remote_group(), 0);
+    strings last = calls().back();
+    ASSERT_EQ(last.size(), 5u);
+    EXPECT_EQ(last[4], "cd " + m_dir.path() + "/ ; " + m_dir.path() + "/t ; echo exit_code=$?");
+}
+
+TEST_F(adb_device, a_run_without_a_status_is_no_pass_when_endable) {
+    ::setenv("ADB_STUB_DEVICES", "S1", 1);
+    m_dir.write_script("t", "echo out\n");
+    cls_adb_vesk_device device;
+    device.set_serial_id("S1");
+    if_vesk_device::menu_tree_t tree;
+    device.build_menu_tree(m_dir.path().c_str(), &tree);
+    device.set_endable(true);
+    ::setenv("ADB_STUB_DROP_MARKER", "1", 1);
+    int code = 0;
+    EXPECT_EQ(run_and_read_at_end(&device, words({"t"}), &code), "out\n");
+    EXPECT_EQ(code, cls_adb_vesk_device::NO_STATUS);
+}
+
+// A test on the stand-in's target that records its pid and its child's, and hangs.
+void write_hanging_test(const device_temp_dir& dir, const std::string& pids) {
+    dir.write_script("hang", "sleep 100 &\necho \"$$ $!\" > '" + pids + ".tmp'\nmv '" + pids + ".tmp' '" + pids +
+                                 "'\necho started\nwait\n");
+}
+
+TEST_F(adb_device, killing_the_client_leaves_the_test_running_on_the_target) {
+    ::setenv("ADB_STUB_DEVICES", "S1", 1);
+    std::string pids = m_side.at("pids");
+    write_hanging_test(m_dir, pids);
+    cls_adb_vesk_device device;
+    device.set_serial_id("S1");
+    if_vesk_device::menu_tree_t tree;
+    device.build_menu_tree(m_dir.path().c_str(), &tree);
+    device.exec_test("", words({"hang"}));
+    std::string line = test_wait::wait_line(pids, 10000);
+    int test_pid = 0, child_pid = 0;
+    std::istringstream(line) >> test_pid >> child_pid;
+    ASSERT_GT(test_pid, 0) << line;
+    // Only the local client is a child of this program.
+    int live[8];
+    int count = ozgi::cls_process::live_pids(live, 8);
+    ASSERT_EQ(count, 1);
+    EXPECT_NE(live[0], test_pid);
+    ::kill(-live[0], SIGKILL);
+    int code = 0;
+    while (!device.is_ended(&code)) ozgi::cls_time::sleep_ms(10);
+    EXPECT_FALSE(test_wait::process_gone(test_pid));
+    EXPECT_FALSE(test_wait::process_gone(child_pid));
+    ::kill(test_pid, SIGKILL);
+    ::kill(child_pid, SIGKILL);
+    EXPECT_TRUE(test_wait::wait_gone(test_pid, 10000));
+}
+
+TEST_F(adb_device, end_test_ends_the_test_and_its_children_on_the_target) {
+    ::setenv("ADB_STUB_DEVICES", "S1", 1);
+    std::string pids = m_side.at("pids");
+    write_hanging_test(m_dir, pids);
+    cls_adb_vesk_device device;
+    device.set_serial_id("S1");
+    if_vesk_device::menu_tree_t tree;
+    device.build_menu_tree(m_dir.path().c_str(), &tree);
+    device.set_endable(true);
+    device.exec_test("", words({"hang"}));
+    std::string line = test_wait::wait_line(pids, 10000);
+    int test_pid = 0, child_pid = 0;
+    std::istringstream(line) >> test_pid >> child_pid;
+    ASSERT_GT(test_pid, 0) << line;
+    device.end_test(2000);
+    EXPECT_EQ(device.remote_group(), test_pid);
+    EXPECT_TRUE(test_wait::wait_gone(test_pid, 10000));
+    EXPECT_TRUE(test_wait::wait_gone(child_pid, 10000));
+    int code = 0;
+    std::string output = device.read_output()->c_str();
+    while (!device.is_ended(&code)) {
+        output += device.read_output()->c_str();
+        ozgi::cls_time::sleep_ms(10);
+    }
+    EXPECT_EQ(output, "started\n");
+    // The target's shell saw the test end by SIGINT.
+    EXPECT_EQ(code, 130);
 }
 
 TEST(adb_device_idle_death, stop_is_never_realized) {
