@@ -156,3 +156,21 @@ TEST(cli_fleet, several_devices_only_for_run_all_over_adb) {
     EXPECT_EQ(local.status, 2);
     EXPECT_NE(local.err.find("several devices need --device=adb"), std::string::npos) << local.err;
 }
+
+TEST(cli_tap, one_device_gives_the_plan_and_a_line_per_test_without_serial) {
+    temp_dir menu;
+    menu.write_script("a/ok", "if [ \"$1\" = \"--help\" ]; then exit 1; fi\nprintf 'one\\n\\033[1mtwo\\n'\n");
+    menu.write_script("a/bad", "if [ \"$1\" = \"--help\" ]; then exit 1; fi\nexit 4\n");
+    std::string tap = menu.at("out.tap");
+    run_result r = cli_local(menu.path(), {"run", "--all", "--tap=" + tap});
+    EXPECT_EQ(r.status, 1) << r.out << r.err;
+    std::string text = app_test::read_file(tap);
+    EXPECT_EQ(text.rfind("TAP version 13\n1..2\nnot ok 1 - a/bad\n  ---\n  result: FAIL\n  exit_code: 4\n", 0), 0u)
+        << text;
+    EXPECT_TRUE(std::regex_search(text, std::regex("  duration_ms: \\d+\n  device: \"local\"\n"
+                                                   "  serial_id: \"LOCAL_DEVICE\"\n  test: \"a/bad\"\n"
+                                                   "  output_tail: \"\"\n  \\.\\.\\.\nok 2 - a/ok\n")))
+        << text;
+    // Control characters in the output are shown, not passed on.
+    EXPECT_NE(text.find("  output_tail: |\n    one\n    \\x1B[1mtwo\n  ...\n"), std::string::npos) << text;
+}
