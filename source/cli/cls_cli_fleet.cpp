@@ -6,6 +6,7 @@
 #include "devices/cls_vesk_text_escape.h"
 #include "ozgi/cls_file.h"
 #include "ozgi/cls_mem_mgr.h"
+#include "ozgi/cls_stop_signal.h"
 #include "ozgi/cls_terminal.h"
 #include "ozgi/cls_time.h"
 #include "ozgi/if_system.h"
@@ -19,6 +20,8 @@ namespace {
 
 // The pause between two looks at the workers; sleeping drains their output.
 const int POLL_MS = 50;
+// How long workers get to end after SIGTERM when vesk-cli itself is stopped.
+const int STOP_GRACE_MS = 2000;
 
 // This program, for the workers: the kernel's name for the running executable,
 // so that a worker is exactly this build whatever the search path says.
@@ -29,6 +32,12 @@ cls_string pad(const cls_string& text, int width) {
     for (int i = text.length(); i < width; ++i) out += ' ';
     return out;
 }
+
+// Each worker leads its own process group, so a Ctrl-C on the terminal reaches
+// only this program: it passes the stop on to the workers.
+// FIXME: a worker stopped this way does not end the test it is running (over
+// adb it keeps running on the target until it ends by itself).
+void stop_workers() { ozgi::cls_process::stop_all(STOP_GRACE_MS); }
 
 cls_string temp_dir() {
     cls_sp<cls_string> dir = ozgi::if_system::env("TMPDIR");
@@ -156,9 +165,12 @@ int cls_cli_fleet::run(const cls_cli_options& options) {
     }
 
     // Single-threaded: the workers' pipes are drained while this sleeps.
+    ozgi::cls_stop_signal::set_cleanup(stop_workers);
+    ozgi::cls_stop_signal::catch_signals();
     int running = workers.count();
     while (running > 0) {
         ozgi::cls_time::sleep_ms(POLL_MS);
+        ozgi::cls_stop_signal::end_if_received();
         for (int w = 0; w < workers.count(); ++w) {
             worker_t& worker = workers[w];
             if (worker.ended) continue;
@@ -175,6 +187,9 @@ int cls_cli_fleet::run(const cls_cli_options& options) {
             --running;
         }
     }
+
+    ozgi::cls_stop_signal::release_signals();
+    ozgi::cls_stop_signal::end_if_received();
 
     cls_array<record_sp> records;
     for (int w = 0; w < workers.count(); ++w) collect(&workers[w], &records);
