@@ -3,6 +3,7 @@
 #include "cli/cls_cli_devices.h"
 #include "cli/cls_cli_record_reader.h"
 #include "cli/cls_cli_run_cmd.h"
+#include "cli/cls_cli_runner.h"
 #include "devices/cls_vesk_text_escape.h"
 #include "ozgi/cls_file.h"
 #include "ozgi/cls_mem_mgr.h"
@@ -20,8 +21,9 @@ namespace {
 
 // The pause between two looks at the workers; sleeping drains their output.
 const int POLL_MS = 50;
-// How long workers get to end after SIGTERM when vesk-cli itself is stopped.
-const int STOP_GRACE_MS = 2000;
+// How long workers get to end after SIGTERM when vesk-cli itself is stopped:
+// each ends its running test first, which may take the three signals' graces.
+const int STOP_GRACE_MS = 4 * cls_cli_runner::GRACE_MS;
 
 // This program, for the workers: the kernel's name for the running executable,
 // so that a worker is exactly this build whatever the search path says.
@@ -34,9 +36,8 @@ cls_string pad(const cls_string& text, int width) {
 }
 
 // Each worker leads its own process group, so a Ctrl-C on the terminal reaches
-// only this program: it passes the stop on to the workers.
-// FIXME: a worker stopped this way does not end the test it is running (over
-// adb it keeps running on the target until it ends by itself).
+// only this program: it passes the stop on to the workers, which end their
+// running tests on the targets first.
 void stop_workers() { ozgi::cls_process::stop_all(STOP_GRACE_MS); }
 
 cls_string temp_dir() {

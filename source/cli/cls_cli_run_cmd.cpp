@@ -11,6 +11,7 @@
 #include "devices/cls_vesk_text_escape.h"
 #include "ozgi/cls_file.h"
 #include "ozgi/cls_mem_mgr.h"
+#include "ozgi/cls_stop_signal.h"
 #include "ozgi/cls_terminal.h"
 
 using ozgi::cls_array;
@@ -71,6 +72,10 @@ cls_string cls_cli_run_cmd::seconds(long long ms) {
 }
 
 int cls_cli_run_cmd::run(const cls_cli_options& options, const cls_cli_menu& menu) {
+    // A Ctrl-C or SIGTERM ends the running test where it runs (also on the
+    // target) before vesk-cli ends; the test leads its own process group, so the
+    // terminal's signal would not reach it.
+    ozgi::cls_stop_signal::catch_signals();
     return options.all ? run_all(options, menu) : run_one(options, menu);
 }
 

@@ -1,6 +1,7 @@
 #include "cli/cls_cli_runner.h"
 
 #include "ozgi/cls_process_group.h"
+#include "ozgi/cls_stop_signal.h"
 #include "ozgi/cls_time.h"
 
 using ozgi::cls_array;
@@ -15,6 +16,13 @@ const int POLL_MS = 20;
 const int TICK_MS = 100;
 // More groups than this cannot be running: the runner starts one test at a time.
 const int MAX_GROUPS = 16;
+
+// The device whose test runs now, for the stop-signal cleanup (which takes no context).
+if_vesk_device* s_running = nullptr;
+
+void end_running_test() {
+    if (s_running) s_running->end_test(cls_cli_runner::GRACE_MS);
+}
 } // namespace
 
 cls_cli_runner::result_t cls_cli_runner::run(if_vesk_device* device, const cls_string& dir_path,
@@ -29,6 +37,9 @@ cls_cli_runner::result_t cls_cli_runner::run(if_vesk_device* device, const cls_s
     // (it waits in memory meanwhile), and is not streamed.
     bool read_at_end = device->kind() == if_vesk_device::KIND_ADB;
     device->exec_test(dir_path, cmd);
+    // If vesk-cli itself is stopped meanwhile, the test goes first, where it runs.
+    s_running = device;
+    ozgi::cls_stop_signal::set_cleanup(end_running_test);
     for (;;) {
         int groups[MAX_GROUPS];
         if (!read_at_end || cls_process_group::running_groups(groups, MAX_GROUPS) == 0) {
@@ -53,5 +64,7 @@ cls_cli_runner::result_t cls_cli_runner::run(if_vesk_device* device, const cls_s
         }
         cls_time::sleep_ms(POLL_MS);
     }
+    ozgi::cls_stop_signal::set_cleanup(nullptr);
+    s_running = nullptr;
     return result;
 }

@@ -30,6 +30,8 @@ public:
 
     /// Starts `cmd` (the test's path below the root, then its words) in `dir_path`
     /// on `device` and waits for its end. `timeout_ms` 0: no limit. `observer` may be null.
+    /// When SIGINT or SIGTERM is caught meanwhile (cls_stop_signal), the test is
+    /// ended as after a timeout and then the program ends by that signal.
     static result_t run(if_vesk_device* device, const ozgi::cls_string& dir_path,
                         const ozgi::cls_array<ozgi::cls_string>& cmd, long long timeout_ms, if_observer* observer);
 };

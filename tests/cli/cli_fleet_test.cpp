@@ -174,3 +174,42 @@ TEST(cli_tap, one_device_gives_the_plan_and_a_line_per_test_without_serial) {
     // Control characters in the output are shown, not passed on.
     EXPECT_NE(text.find("  output_tail: |\n    one\n    \\x1B[1mtwo\n  ...\n"), std::string::npos) << text;
 }
+
+TEST(cli_fleet, a_stopped_vesk_cli_ends_the_tests_on_every_target_first) {
+    temp_dir menu;
+    std::string pids = menu.at("pids");
+    // Records its pid per device, and hangs with a child of its own.
+    menu.write_script("hang", "if [ \"$1\" = \"--help\" ]; then exit 1; fi\nsleep 100 &\n"
+                              "echo \"$$ $!\" > '" + pids + ".'\"$ADB_STUB_SERIAL\"\nwait\n");
+    run_opts_t o;
+    o.args = {"run", "--all", "--device=adb", "--serial-id=EMU1,EMU2", "--dir=" + menu.path()};
+    o.stub_adb = true;
+    o.env["ADB_STUB_DEVICES"] = "EMU1 EMU2";
+    std::vector<std::string> argv_s{VESK_CLI_PROGRAM};
+    for (const std::string& a : o.args) argv_s.push_back(a);
+    std::vector<std::string> env_s = app_test::make_env(o);
+    std::vector<char*> argv = app_test::exec_vector(argv_s), envp = app_test::exec_vector(env_s);
+    pid_t pid = ::fork();
+    if (pid == 0) {
+        int null_fd = ::open("/dev/null", O_RDWR);
+        ::dup2(null_fd, 0);
+        ::dup2(null_fd, 1);
+        ::dup2(null_fd, 2);
+        ::execve(argv[0], argv.data(), envp.data());
+        ::_exit(127);
+    }
+    std::vector<int> started;
+    for (const char* serial : {"EMU1", "EMU2"}) {
+        std::istringstream line(test_wait::wait_line(pids + "." + serial, 20000));
+        int test_pid = 0, child_pid = 0;
+        line >> test_pid >> child_pid;
+        ASSERT_GT(test_pid, 0) << serial;
+        started.push_back(test_pid);
+        started.push_back(child_pid);
+    }
+    ::kill(pid, SIGINT);
+    int status = test_wait::reap_child(pid, 30000);
+    ASSERT_TRUE(WIFSIGNALED(status)) << status;
+    EXPECT_EQ(WTERMSIG(status), SIGINT);
+    for (int p : started) EXPECT_TRUE(test_wait::wait_gone(p, 10000)) << p;
+}

@@ -21,7 +21,8 @@ public:
     /// first catch_signals), for waits to watch besides their own.
     static int wake_fd();
     /// What end_if_received runs before the process ends, e.g. stopping running
-    /// tests and giving the display back; null: nothing.
+    /// tests and giving the display back; null: nothing. The cleanup may wait
+    /// (sleep_ms, wait_for_exit): while it runs, end_if_received returns at once.
     static void set_cleanup(void (*cleanup)());
     /// When a signal has arrived: runs the cleanup, flushes standard output and
     /// ends the process by that signal; otherwise returns at once.

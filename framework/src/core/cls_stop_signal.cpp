@@ -15,6 +15,9 @@ int g_pipe[2] = {-1, -1};
 bool g_caught = false;
 struct sigaction g_old_term, g_old_int;
 void (*g_cleanup)() = nullptr;
+// Set while the cleanup runs: a cleanup may wait (sleep, wait for a child), and
+// the waits it calls must not end the program before it is done.
+bool g_cleaning = false;
 
 // Only what is safe in a handler: note the first signal and wake the waits.
 void on_signal(int sig) {
@@ -58,10 +61,11 @@ void cls_stop_signal::set_cleanup(void (*cleanup)()) { g_cleanup = cleanup; }
 
 void cls_stop_signal::end_if_received() {
     int sig = g_received;
-    if (sig == 0) return;
+    if (sig == 0 || g_cleaning) return;
     // A cleanup that waits must not come back here.
     void (*cleanup)() = g_cleanup;
     g_cleanup = nullptr;
+    g_cleaning = true;
     if (cleanup) cleanup();
     std::fflush(stdout);
     std::fflush(stderr);
