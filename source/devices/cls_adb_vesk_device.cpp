@@ -163,7 +163,7 @@ void cls_adb_vesk_device::adb_exec(const cls_string& dir, const cls_array<cls_st
     // One shell word for the target: start in the test's own directory, run the
     // words as they are (nothing quoted), and echo the status right after.
     cls_string command_line = cls_string("cd ") + m_root_dir + "/" + dir + " ; ";
-    if (m_endable && prefix_root) {
+    if (m_endable && prefix_root && !words.is_empty()) {
         // The test becomes the leader of a session of its own (where the target
         // has setsid), and the shell that execs it prints its id first: the
         // test's process group, for "kill" to reach the test and its children.
