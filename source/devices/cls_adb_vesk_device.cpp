@@ -164,6 +164,13 @@ void cls_adb_vesk_device::adb_exec(const cls_string& dir, const cls_array<cls_st
     adb_prefix(&argv);
     argv.append("shell").append(command_line);
     m_process = OZGI_NEW(ozgi::cls_process)(argv, cls_string(""));
+    m_process->set_output_limit(m_output_limit, m_keep_tail);
+    m_dropped = 0;
+}
+
+void cls_adb_vesk_device::set_output_bound(int limit, bool keep_tail) {
+    m_output_limit = limit;
+    m_keep_tail = keep_tail;
 }
 
 void cls_adb_vesk_device::exec_test(const cls_string& rel_dir, const cls_array<cls_string>& cmd) {
@@ -195,6 +202,7 @@ cls_sp<cls_string> cls_adb_vesk_device::read_output() {
     // since the read, so a chunk read just before the end is seen holds the marker.
     cls_sp<cls_string> chunk = m_process->read_to_str();
     if (chunk.is_null()) chunk = OZGI_NEW(cls_string)();
+    m_dropped = m_process->dropped_bytes();
     if (m_process->is_ended()) take_exit_code(chunk.get());
     return chunk;
 }

@@ -28,6 +28,10 @@ public:
     bool is_ended(int* exit_code) override;
     /// Sends the interrupt signal to the test; fatal before any test.
     void stop() override;
+    /// Applies to the programs started from now on (the help run as well).
+    void set_output_bound(int limit, bool keep_tail) override;
+    /// Counted by the process of the last program started.
+    long long dropped_output() const override { return m_dropped; }
 
 private:
     /// Adds the sub-menus and tests of `dir` under `parent`; returns whether a test
@@ -38,4 +42,7 @@ private:
 
     ozgi::cls_string m_root_dir;
     ozgi::cls_process* m_process;
+    int m_output_limit = 0;
+    bool m_keep_tail = false;
+    long long m_dropped = 0;
 };
