@@ -37,7 +37,7 @@ def prepare(arch, backend_names, work):
     program = build_program(arch)
     menu_dir = menu.make(os.path.join(work, 'menu'))
     helper = helpers.build_mtouch(arch, work)
-    extra = [('/usr/bin/mtouch', helper)]
+    extra = [('/usr/bin/mtouch', helper), ('/usr/bin/kdmode', helpers.build(arch, work, 'kdmode'))]
     trees = []
     for name in backend_names:
         e, t = checks.image_extras(arch, name)
