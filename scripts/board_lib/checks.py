@@ -10,15 +10,53 @@ import time
 
 from . import arches, backends, pictures, vm
 
+HERE = os.path.dirname(os.path.abspath(__file__))
+
 
 def log(text):
     print('board: ' + text, flush=True)
 
 
+# What SDL's KMSDRM driver loads at run time (dlopen), beyond the libraries
+# the program is linked with: EGL (through glvnd, with Mesa's vendor), GLES 2
+# for its renderer, GBM, and Mesa's DRI drivers (kms_swrast for a display
+# without a GPU driver of its own).
+KMSDRM_PACKAGES = ['libegl1', 'libegl-mesa0', 'libgles2', 'libgbm1', 'libgl1-mesa-dri']
+
+
+def package_relations():
+    """The packages the .deb depends on and recommends (cmake/package.cmake)."""
+    import re
+    text = open(os.path.join(os.path.dirname(os.path.dirname(HERE)), 'cmake', 'package.cmake')).read()
+    names = []
+    for field in ('DEPENDS', 'RECOMMENDS'):
+        m = re.search(r'CPACK_DEBIAN_PACKAGE_%s "([^"]*)"' % field, text)
+        if m:
+            names += [n.strip().split()[0] for n in m.group(1).split(',') if n.strip()]
+    return names
+
+
+def package_files(package):
+    r = subprocess.run(['dpkg-query', '-L', package], capture_output=True, text=True)
+    return [f for f in r.stdout.splitlines() if os.path.isfile(f) and '/share/doc/' not in f and
+            '/lintian/' not in f and '/bug/' not in f and '/man/' not in f]
+
+
 def image_extras(arch, backend):
-    """(programs, trees) a backend adds to the image beyond the program's own
-    library closure."""
-    return [], []
+    """(libraries, data files) a backend adds to the image beyond the
+    program's own library closure, as (image path, host path)."""
+    if backend != 'sdl-kmsdrm':
+        return [], []
+    if not arches.ARCHES[arch].native:
+        raise vm.board_error('sdl-kmsdrm is made only for the build machine\'s architecture so far')
+    elves, files = [], []
+    skip = ('fonts-', 'fontconfig', 'adb')
+    for pkg in package_relations() + KMSDRM_PACKAGES:
+        if pkg.startswith(skip):
+            continue
+        for f in package_files(pkg):
+            (elves if '.so' in os.path.basename(f) else files).append((f, f))
+    return elves, files
 
 
 class context_t:
