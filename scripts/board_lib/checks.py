@@ -321,9 +321,52 @@ def check_sigkill_restores_console(ctx):
     wait_console(ctx, 'sigkill')
 
 
+# The flooding test in the display sub-menu, the execute button and the back button.
+YES_FLOOD = (358, 306)
+EXECUTE = (320, 167)
+BACK = (80, 48)
+
+
+def check_output_flood(ctx):
+    """A test writes without end for 60 s (yes): vesk, which keeps only the
+    newest output up to its limit, stays alive, a tap still works after it, and
+    the kernel killed nothing for want of memory. Meant for a board with little
+    memory (--memory 256); only run when asked for by name (--only)."""
+    root_history = list(ctx.history)
+    ctx.board.tap(*DISPLAY)
+    time.sleep(1)
+    ctx.board.tap(*YES_FLOOD)
+    time.sleep(2)
+    ctx.board.tap(*EXECUTE)
+    t0 = time.time()
+    peak = 0
+    while time.time() - t0 < 90:
+        time.sleep(5)
+        if not ctx.vesk_alive():
+            raise vm.board_error('vesk ended while the test wrote: ' + ctx.vesk_log()[-600:])
+        hwm = ctx.board.sh("grep VmHWM /proc/$(cat /tmp/vesk.pid)/status", check=False)[1].split()
+        if len(hwm) >= 2 and hwm[1].isdigit():
+            peak = max(peak, int(hwm[1]))
+        if ctx.board.sh('pidof yes', check=False)[0] != 0 and time.time() - t0 > 55:
+            break
+    ctx.figures['flood_vesk_peak_kB'] = peak
+    time.sleep(2)
+    ctx.history = root_history + ['tap %d %d' % DISPLAY, 'tap %d %d' % YES_FLOOD, 'tap %d %d' % BACK]
+    ctx.board.tap(*BACK)
+    ctx.expect('flood_back_tap', timeout=60)
+    oom = ctx.board.sh('dmesg | grep -i -E "out of memory|oom-kill|killed process"', check=False)[1].strip()
+    if oom:
+        raise vm.board_error('the kernel log reports: ' + oom[-600:])
+    ctx.act('key Escape', lambda: ctx.board.key('esc'))
+    ctx.expect('flood_root')
+
+
+# Checks run only when --only names them.
+OPT_IN = [check_output_flood]
+
 CHECKS = [check_first_frame, check_tablet_tap, check_keys, check_drag, check_multitouch,
           check_usb_tablet_hotplug, check_console_keys, check_exit_restores_console,
-          check_sigterm_restores_console, check_sigkill_restores_console]
+          check_sigterm_restores_console, check_sigkill_restores_console, check_output_flood]
 
 
 def run_all(arch, backend, kernel, initrd, info, work, memory, only):
@@ -338,6 +381,8 @@ def run_all(arch, backend, kernel, initrd, info, work, memory, only):
         for check in CHECKS:
             name = check.__name__[len('check_'):]
             if only and name not in only:
+                continue
+            if check in OPT_IN and not (only and name in only):
                 continue
             t0 = time.time()
             try:

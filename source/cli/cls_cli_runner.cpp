@@ -17,6 +17,9 @@ const int POLL_MS = 20;
 const int TICK_MS = 100;
 // More groups than this cannot be running: the runner starts one test at a time.
 const int MAX_GROUPS = 16;
+// More output than this in one piece is read again without a pause (a pause
+// per piece of this size still lets a writer of 3 MB/s through unhindered).
+const int FAST_PIECE = 64 * 1024;
 } // namespace
 
 cls_cli_runner::result_t cls_cli_runner::run(if_vesk_device* device, const cls_string& dir_path,
@@ -53,9 +56,9 @@ cls_cli_runner::result_t cls_cli_runner::run(if_vesk_device* device, const cls_s
                     observer->on_output(note.print("[... %lld bytes of earlier output dropped ...]\n", dropped));
                 }
                 if (observer && piece->is_not_empty()) observer->on_output(*piece);
-                // A piece this large means the test is held up at the limit: it is
-                // read again at once instead of after a pause.
-                more_waiting = piece->is_not_empty() && piece->length() >= limit / 2;
+                // A large piece means the test writes fast and may be held up at
+                // the limit: it is read again at once instead of after a pause.
+                more_waiting = piece->length() >= FAST_PIECE || (piece->is_not_empty() && piece->length() >= limit / 2);
             }
             if (device->is_ended(&result.exit_code)) break;
         }
