@@ -36,6 +36,7 @@ cls_vesk_result_log::cls_vesk_result_log() : m_running(false), m_failure_reporte
 }
 
 void cls_vesk_result_log::run_started() {
+    m_reader_dropped = 0;
     if (!enabled()) return;
     cls_vesk_device* device = cls_vesk_device::ins();
 
@@ -57,6 +58,12 @@ void cls_vesk_result_log::run_started() {
 
 void cls_vesk_result_log::run_output(const cls_string& piece) {
     if (m_running) m_record.add_output(piece);
+}
+
+void cls_vesk_result_log::run_output(const cls_string& piece, long long reader_dropped) {
+    if (m_running) m_record.skip_output(reader_dropped - m_reader_dropped);
+    m_reader_dropped = reader_dropped;
+    run_output(piece);
 }
 
 void cls_vesk_result_log::run_ended(int exit_code) {

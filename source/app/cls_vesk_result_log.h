@@ -20,6 +20,9 @@ public:
     void run_started();
     /// A piece of the running test's output.
     void run_output(const ozgi::cls_string& piece);
+    /// A piece of the running test's output after `reader_dropped` bytes were
+    /// dropped by its reader, in all since the run began.
+    void run_output(const ozgi::cls_string& piece, long long reader_dropped);
     /// The run has ended: the record is written.
     void run_ended(int exit_code);
 
@@ -30,4 +33,5 @@ private:
     cls_vesk_run_record m_record;
     bool m_running;
     bool m_failure_reported;
+    long long m_reader_dropped = 0;
 };

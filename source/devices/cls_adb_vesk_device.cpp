@@ -178,6 +178,13 @@ void cls_adb_vesk_device::adb_exec(const cls_string& dir, const cls_array<cls_st
     adb_prefix(&argv);
     argv.append("shell").append(command_line);
     m_process = OZGI_NEW(ozgi::cls_process)(argv, cls_string(""));
+    m_process->set_output_limit(m_output_limit, m_keep_tail);
+    m_dropped = 0;
+}
+
+void cls_adb_vesk_device::set_output_bound(int limit, bool keep_tail) {
+    m_output_limit = limit;
+    m_keep_tail = keep_tail;
 }
 
 void cls_adb_vesk_device::exec_test(const cls_string& rel_dir, const cls_array<cls_string>& cmd) {
@@ -223,6 +230,7 @@ cls_sp<cls_string> cls_adb_vesk_device::read_output() {
         *chunk = m_held_output + *chunk;
         m_held_output.clear();
     }
+    m_dropped = m_process->dropped_bytes();
     if (ended) take_exit_code(chunk.get());
     return chunk;
 }

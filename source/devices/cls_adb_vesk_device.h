@@ -52,6 +52,10 @@ public:
     /// The process group the remote shell reported for the running test; 0 when
     /// none is known (yet).
     int remote_group() const { return m_remote_group; }
+    /// Applies to the programs started from now on (the help run as well).
+    void set_output_bound(int limit, bool keep_tail) override;
+    /// Counted by the process of the last program started.
+    long long dropped_output() const override { return m_dropped; }
 
     /// Sorts the entries of `dir` on the target into sub-directories and executables.
     void list_dir(const ozgi::cls_string& dir, ozgi::cls_array<ozgi::cls_string>* dirs,
@@ -99,6 +103,9 @@ private:
     ozgi::cls_string m_root_dir;
     ozgi::cls_string m_serial_id;
     ozgi::cls_process* m_process;
+    int m_output_limit = 0;
+    bool m_keep_tail = false;
+    long long m_dropped = 0;
     bool m_exit_code_got;
     int m_exit_code;
     bool m_ls_one_supported;

@@ -109,11 +109,20 @@ void cls_local_vesk_device::exec_test(const cls_string& rel_dir, const cls_array
     for (int i = 1; i < cmd.count(); ++i) argv.append(cmd[i]);
     cls_string work_dir = m_root_dir + "/" + rel_dir;
     m_process = OZGI_NEW(ozgi::cls_process)(argv, work_dir);
+    m_process->set_output_limit(m_output_limit, m_keep_tail);
+    m_dropped = 0;
+}
+
+void cls_local_vesk_device::set_output_bound(int limit, bool keep_tail) {
+    m_output_limit = limit;
+    m_keep_tail = keep_tail;
 }
 
 cls_sp<cls_string> cls_local_vesk_device::read_output() {
     if (m_process == nullptr) OZGI_FATAL("Can't read stdout, test is not started yet.");
-    return m_process->read_to_str();
+    cls_sp<cls_string> piece = m_process->read_to_str();
+    m_dropped = m_process->dropped_bytes();
+    return piece;
 }
 
 bool cls_local_vesk_device::is_ended(int* exit_code) {

@@ -41,6 +41,10 @@ public:
     void set_endable(bool) override {}
     /// Ends the test's process group here; nothing when no test runs.
     void end_test(int grace_ms) override;
+    /// Applies to the programs started from now on (the help run as well).
+    void set_output_bound(int limit, bool keep_tail) override;
+    /// Counted by the process of the last program started.
+    long long dropped_output() const override { return m_dropped; }
 
 private:
     /// Adds the sub-menus and tests of `dir` under `parent`; returns whether a test
@@ -51,4 +55,7 @@ private:
     ozgi::cls_string m_root_dir;
     ozgi::cls_process* m_process;
     ozgi::cls_string m_serial_id;
+    int m_output_limit = 0;
+    bool m_keep_tail = false;
+    long long m_dropped = 0;
 };

@@ -80,6 +80,10 @@ void cls_vesk_device::set_info(const cls_string& device, const cls_string& dir) 
     } else {
         OZGI_FATAL("Unrecognized device: %s", device.c_str());
     }
+    // Nothing shows more of a test's output than the limit, and a help text
+    // longer than that is none: only the newest output is held, so a test that
+    // never stops writing costs no more memory than the limit allows.
+    m_device->set_output_bound(output_limit(), true);
     m_root_dir = dir;
 }
 
@@ -99,6 +103,8 @@ void cls_vesk_device::set_serial_id(const cls_string& serial_id) {
 // ---- A running test ----
 
 cls_sp<cls_string> cls_vesk_device::read_output() { return m_device->read_output(); }
+
+long long cls_vesk_device::dropped_output() const { return m_device->dropped_output(); }
 
 bool cls_vesk_device::is_ended(int* exit_code) { return m_device->is_ended(exit_code); }
 
@@ -239,16 +245,20 @@ bool cls_vesk_device::load_exec_help() {
     for (;;) {
         ozgi::cls_time::sleep_ms(100);
         cls_sp<cls_string> piece = read_output();
-        if (!too_long && static_cast<long long>(m_help_msg.length()) + piece->length() > limit) {
+        // Output dropped before this piece means more than the limit came at once.
+        bool dropped = dropped_output() > 0;
+        if (!too_long && (dropped || static_cast<long long>(m_help_msg.length()) + piece->length() > limit)) {
             // No help text is that long: this is a test that ignores "--help" and
             // keeps printing. What it prints from now on is read and thrown away;
             // a local test is interrupted, since it may never end on its own.
             too_long = true;
-            m_help_msg.append(piece->c_str(), limit - m_help_msg.length());
+            if (!dropped) m_help_msg.append(piece->c_str(), limit - m_help_msg.length());
             if (m_device->can_stop()) stop();
         } else if (!too_long) {
             m_help_msg += *piece;
         }
+        // Let go of the piece before the next wait, so that its memory takes the next output.
+        piece = nullptr;
         if (is_ended(&exit_code)) break;
     }
 

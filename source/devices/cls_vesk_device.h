@@ -71,6 +71,9 @@ public:
     bool is_ended(int* exit_code);
     /// Interrupts the running test.
     void stop();
+    /// Bytes of the test's output dropped before what read_output handed out so
+    /// far: beyond output_limit() the oldest output is not kept.
+    long long dropped_output() const;
 
     // ---- Argument access ----
 

@@ -50,12 +50,20 @@ void cls_vesk_run_record::begin(const cls_string& device, const cls_string& seri
     m_output_bytes = 0;
     m_head.clear();
     m_tail.clear();
+    m_head_closed = false;
+}
+
+void cls_vesk_run_record::skip_output(long long count) {
+    if (count <= 0) return;
+    m_output_bytes += count;
+    m_tail.clear();
+    m_head_closed = true;
 }
 
 void cls_vesk_run_record::add_output(const cls_string& piece) {
     if (piece.is_empty()) return;
     m_output_bytes += piece.length();
-    if (m_head.length() < m_kept_bytes) {
+    if (m_head.length() < m_kept_bytes && !m_head_closed) {
         int room = m_kept_bytes - m_head.length();
         m_head.append(piece.c_str(), piece.length() < room ? piece.length() : room);
     }
@@ -74,7 +82,7 @@ void cls_vesk_run_record::finish(int exit_code, result_t result) {
 }
 
 cls_string cls_vesk_run_record::kept_output() const {
-    if (m_output_bytes <= m_kept_bytes) return m_head;
+    if (m_output_bytes <= m_kept_bytes && !m_head_closed) return m_head;
     cls_string tail = m_tail.length() > m_kept_bytes ? m_tail.sub_str(m_tail.length() - m_kept_bytes) : m_tail;
     long long left_out = m_output_bytes - m_head.length() - tail.length();
     if (left_out <= 0) {

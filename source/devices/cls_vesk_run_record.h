@@ -31,6 +31,9 @@ public:
                const ozgi::cls_array<ozgi::cls_string>& args);
     /// Counts and keeps (the kept parts of) a piece of output.
     void add_output(const ozgi::cls_string& piece);
+    /// Counts `count` bytes of output that never reached the record (dropped by
+    /// its reader); the head and the tail are never joined across them.
+    void skip_output(long long count);
     /// Ends the record now.
     void finish(int exit_code, result_t result);
 
@@ -79,4 +82,6 @@ private:
     ozgi::cls_string m_head;
     // Holds between m_kept_bytes and twice that many bytes, so cutting it is rare.
     ozgi::cls_string m_tail;
+    // Output was skipped: the head takes no more.
+    bool m_head_closed = false;
 };

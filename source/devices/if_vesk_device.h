@@ -82,4 +82,12 @@ public:
     /// `grace_ms` more. Returns once it is gone (or given up on after the SIGKILL);
     /// its end and output are then collected as usual.
     virtual void end_test(int grace_ms) = 0;
+    /// Bounds what is held of the output of the programs started from now on
+    /// between two read_output calls to about `limit` bytes (0: no bound). With
+    /// `keep_tail` the oldest output beyond the bound is dropped and counted, so
+    /// the test is never held up; otherwise the test waits until output is read.
+    virtual void set_output_bound(int limit, bool keep_tail) = 0;
+    /// Bytes of the last started program's output dropped, in all, before the
+    /// output read_output has handed out so far.
+    virtual long long dropped_output() const = 0;
 };

@@ -135,10 +135,13 @@ void cls_vesk_exec_page::on_status_timer(cls_event_handler*) {
     cls_vesk_device* device = cls_vesk_device::ins();
     int exit_code = 0;
     // Output is read before the end is asked for, so that the last piece still
-    // shows before the result.
-    ozgi::cls_sp<cls_string> piece = device->read_output();
-    m_output_tail.append(m_output_label, *piece);
-    cls_vesk_result_log::ins()->run_output(*piece);
+    // shows before the result. The piece is let go of before that question,
+    // which reads more output: its memory then takes the new output.
+    {
+        ozgi::cls_sp<cls_string> piece = device->read_output();
+        cls_vesk_result_log::ins()->run_output(*piece, device->dropped_output());
+        m_output_tail.append(m_output_label, piece.get(), device->dropped_output());
+    }
     if (!device->is_ended(&exit_code)) return;
     cls_vesk_result_log::ins()->run_ended(exit_code);
     if (device->is_direct_exec()) {

@@ -23,14 +23,52 @@ int character_start(const cls_string& text, int at) {
 
 } // namespace
 
-cls_vesk_output_tail::cls_vesk_output_tail(int limit) : m_limit(limit < 1 ? 1 : limit), m_dropped(0), m_head_length(0) {}
+cls_vesk_output_tail::cls_vesk_output_tail(int limit)
+    : m_limit(limit < 1 ? 1 : limit), m_dropped(0), m_head_length(0), m_reader_dropped(0) {}
 
 void cls_vesk_output_tail::reset() {
     m_dropped = 0;
     m_head_length = 0;
+    m_reader_dropped = 0;
 }
 
-void cls_vesk_output_tail::append(ozgi::cls_label* label, const cls_string& piece) {
+void cls_vesk_output_tail::drop_head(ozgi::cls_label* label, long long dropped, int cut) {
+    m_dropped += dropped;
+    cls_string head;
+    head.print("[... %lld bytes of earlier output dropped ...]\n", m_dropped);
+    label->replace_text_head(cut, head);
+    m_head_length = head.length();
+}
+
+void cls_vesk_output_tail::append(ozgi::cls_label* label, cls_string* piece, long long reader_dropped) {
+    long long gap = reader_dropped - m_reader_dropped;
+    m_reader_dropped = reader_dropped;
+    if (gap <= 0) {
+        append_piece(label, *piece, piece);
+        return;
+    }
+    // What the reader dropped lies between the kept text and the piece, so the
+    // kept text goes whole: output shown is always one unbroken stretch. The
+    // reader hands out at most the limit, beginning with a line where it could.
+    // Beyond the limit, the cut in the piece is found the way append finds it.
+    const cls_string& text = label->text();
+    int kept = text.length() - m_head_length;
+    long long over = static_cast<long long>(piece->length()) - m_limit;
+    int cut = 0;
+    if (over > 0) {
+        int from = static_cast<int>(over + m_limit / 16 < piece->length() ? over + m_limit / 16 : piece->length());
+        int in_piece = line_start_at_or_after(*piece, from);
+        cut = in_piece != cls_string::NOT_FOUND ? in_piece : character_start(*piece, from);
+    }
+    drop_head(label, kept + gap + cut, text.length());
+    // Cut in place: a copy of the piece would cost as much memory again.
+    piece->replace(0, cut, nullptr, 0);
+    label->append_text(*piece);
+}
+
+void cls_vesk_output_tail::append(ozgi::cls_label* label, const cls_string& piece) { append_piece(label, piece, nullptr); }
+
+void cls_vesk_output_tail::append_piece(ozgi::cls_label* label, const cls_string& piece, cls_string* own_piece) {
     if (piece.is_empty()) return;
     const cls_string& text = label->text();
     int kept = text.length() - m_head_length;
@@ -73,6 +111,12 @@ void cls_vesk_output_tail::append(ozgi::cls_label* label, const cls_string& piec
     } else {
         label->replace_text_head(text.length(), head);
         m_head_length = head.length();
-        label->append_text(piece.sub_str(static_cast<int>(cut - kept)));
+        if (own_piece) {
+            // Cut in place: a copy of the rest would cost as much memory again.
+            own_piece->replace(0, static_cast<int>(cut - kept), nullptr, 0);
+            label->append_text(*own_piece);
+        } else {
+            label->append_text(piece.sub_str(static_cast<int>(cut - kept)));
+        }
     }
 }

@@ -171,4 +171,46 @@ TEST_F(OutputLimit, ATestThatIgnoresHelpAndNeverStopsIsBoundedAndThePageAnswers)
     EXPECT_LE(label_text(named(end, "OUTPUT_BUTTON"), "LABEL").size(), 65536u + 100u);
 }
 
+// VmHWM (the peak resident size) of vesk in kB, as a test it runs read it from
+// /proc/<its parent>/status into `file`.
+long long peak_kb(const std::string& file) {
+    std::string text = read_file(file);
+    std::smatch m;
+    if (!std::regex_search(text, m, std::regex(R"(VmHWM:\s*(\d+) kB)"))) return -1;
+    return std::stoll(m[1].str());
+}
+
+// The test notes vesk's peak before it writes (the first run) and after vesk has
+// shown all of it (a second run, which only notes the peak).
+void peak_test(const menu_dir& m, const std::string& name, const std::string& writer) {
+    std::string ran = m.work(name + ".ran");
+    m.script(name, "[ \"$1\" = \"--help\" ] && exit 1\n"
+                   "if [ -e '" + ran + "' ]; then grep VmHWM /proc/$PPID/status > '" + m.work(name + ".after") + "'; exit 0; fi\n"
+                   "grep VmHWM /proc/$PPID/status > '" + m.work(name + ".before") + "'\n"
+                   ": > '" + ran + "'\n" + writer + "\n");
+}
+
+// What vesk holds of a test's output is bounded by the limit, however fast the
+// test writes: at most twice the limit (the kept text and what waits to be read)
+// and a few MiB more. Before, a writer faster than the page's ticks piled up to
+// 1 GiB between two of them.
+TEST_F(OutputLimit, PeakMemoryStaysWithinTwiceTheLimitWhateverTheWriter) {
+    const long long limit = 4 * 1024 * 1024;
+    // 300 MB of 100-byte lines as fast as head passes them, and a 100 MB line.
+    peak_test(m, "lines", "yes 'a line of output that is one hundred bytes long with its newline at the end, padded xxxxxxxxxxx' | head -c 300000000");
+    peak_test(m, "one_line", "head -c 100000000 /dev/zero | tr '\\0' x");
+    for (const char* name : {"lines", "one_line"}) {
+        SCOPED_TRACE(name);
+        std::string script = std::string("tap_text ") + name + "\ntap_text Execute test\nwait_text Exit code:0 120000\n" +
+                             "tap_text Execute test\nwait 300\nwait_text Exit code:0 10000\n";
+        run_result_t r = run_limited(script, std::to_string(limit));
+        ASSERT_RAN(r);
+        long long before = peak_kb(m.work(std::string(name) + ".before"));
+        long long after = peak_kb(m.work(std::string(name) + ".after"));
+        ASSERT_GT(before, 0);
+        ASSERT_GT(after, 0);
+        EXPECT_LE(after, before + 2 * limit / 1024 + 8 * 1024) << "before " << before << " kB";
+    }
+}
+
 } // namespace

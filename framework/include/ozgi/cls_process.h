@@ -20,7 +20,22 @@ public:
     cls_process(const cls_process&) = delete;
     cls_process& operator=(const cls_process&) = delete;
 
-    /// The output that arrived since the previous call; never blocks.
+    /// Bounds what is held of the standard output between two read_to_str calls to
+    /// about `limit` bytes (0, the default: up to 1 GiB). With `keep_tail` the
+    /// child is never held up: beyond the limit the oldest output is dropped and
+    /// counted (dropped_bytes), and read_to_str hands out at most `limit` bytes,
+    /// beginning with a line when the newest `limit` bytes hold a line start
+    /// after a drop. Without it, reading stops at the limit until read_to_str,
+    /// so a child that writes faster than the caller reads waits at its pipe.
+    /// It takes effect only before any output was read (right after the start,
+    /// before anything pumps); later calls change nothing.
+    void set_output_limit(int limit, bool keep_tail);
+    /// Bytes of standard output dropped (see set_output_limit), in all, before
+    /// the output read_to_str has handed out so far.
+    long long dropped_bytes() const;
+    /// The output that arrived since the previous call; never blocks. The string
+    /// is reused for later output once the caller has let go of it, so a caller
+    /// that drops it before it waits again saves the memory a new one would take.
     cls_sp<cls_string> read_to_str();
     /// Whether the child has ended; never blocks. Once true, everything the child
     /// wrote is held for read_to_str. A call that itself collected output and saw

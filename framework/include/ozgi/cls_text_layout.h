@@ -109,6 +109,8 @@ private:
     /// Width of the widest finished line (every line but the last).
     int m_content_width;
     /// Byte offset where each drawn line starts.
+    /// FIXME: with the widths below, 8 bytes per line: a text of very short
+    /// lines (`yes`) costs four times its own size here.
     cls_array<int> m_line_starts;
     /// Pixel width of each finished line; the last line's is m_last_width.
     cls_array<int> m_line_widths;

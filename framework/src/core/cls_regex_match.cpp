@@ -24,8 +24,10 @@ void cls_regex::impl_t::set_reg(int reg, int value) {
     regs[reg] = value;
 }
 
-/// Runs the walk over `s`; returns success and sets `furthest`.
-bool cls_regex::impl_t::run(const unsigned char* s, int len, int* furthest) {
+/// Runs the walk over `s`; returns RUN_MATCHED or RUN_FAILED and sets
+/// `furthest`. With `use_table` false the memo table is left out; the walk then
+/// gives up (RUN_GAVE_UP) once it has taken more than `budget` steps.
+int cls_regex::impl_t::run(const unsigned char* s, int len, int* furthest, bool use_table, long long budget) {
     stack.clear();
     trail.clear();
     caps.clear();
@@ -33,12 +35,14 @@ bool cls_regex::impl_t::run(const unsigned char* s, int len, int* furthest) {
     clr = -1;
     star_cache.assign(star_count, star_cache_t{false, 0, 0, 0});
     const size_t stride = static_cast<size_t>(len) + 1;
-    if (memoise && memo_rows > 0) {
+    const bool use_memo = memoise && memo_rows > 0;
+    use_table = use_table && use_memo;
+    const bool limited = use_memo && !use_table;
+    if (use_table) {
         size_t words = (stride * memo_rows + 63) / 64;
         if (memo.size() < words) memo.resize(words);
         std::memset(memo.data(), 0, words * sizeof(uint64_t));
     }
-    const bool use_memo = memoise && memo_rows > 0;
     const node_t* ns = nodes.data();
     const char_set_t* cs = sets.data();
     int max = 0;
@@ -46,7 +50,8 @@ bool cls_regex::impl_t::run(const unsigned char* s, int len, int* furthest) {
     int pos = 0;
     for (;;) {
         const node_t& n = ns[node];
-        if (use_memo && n.memo >= 0) {
+        if (limited && --budget < 0) return RUN_GAVE_UP;
+        if (use_table && n.memo >= 0) {
             int row = n.memo;
             for (int g = 0; g < n.guard_cnt; ++g)
                 if (regs[guard_pool[n.guard_off + g]] == pos) row += 1 << g;
@@ -58,7 +63,7 @@ bool cls_regex::impl_t::run(const unsigned char* s, int len, int* furthest) {
         switch (n.kind) {
         case N_MATCH:
             *furthest = max;
-            return true;
+            return RUN_MATCHED;
         case N_SET:
             if (pos < len && cs[n.set].has(s[pos])) {
                 ++pos;
@@ -143,7 +148,7 @@ bool cls_regex::impl_t::run(const unsigned char* s, int len, int* furthest) {
         for (;;) {
             if (stack.empty()) {
                 *furthest = max;
-                return false;
+                return RUN_FAILED;
             }
             frame_t f = stack.back();
             stack.pop_back();
@@ -178,7 +183,17 @@ bool cls_regex::impl_t::run(const unsigned char* s, int len, int* furthest) {
 bool cls_regex::match(const cls_string& text, cls_array<name_val_t>* captures, cls_dict<cls_string, cls_string>* dict) {
     const unsigned char* s = reinterpret_cast<const unsigned char*>(text.c_str());
     int furthest = 0;
-    bool ok = m_impl->run(s, text.length(), &furthest);
+    // Most patterns cannot make the walk backtrack much: the arguments' pattern
+    // takes a few steps per character of any line. Such a walk runs faster
+    // without filling and reading the memo table. A walk that takes more steps
+    // than a few times the table's size (rows times positions: a walk with the
+    // table enters each memoised state once) may be one of those that grow
+    // exponentially, and starts again with the table. Both walks find the same
+    // match, the same captures and the same furthest position.
+    long long budget = 4 * (static_cast<long long>(m_impl->memo_rows) + 1) * (text.length() + 1);
+    int result = m_impl->run(s, text.length(), &furthest, false, budget);
+    if (result == impl_t::RUN_GAVE_UP) result = m_impl->run(s, text.length(), &furthest, true, 0);
+    bool ok = result == impl_t::RUN_MATCHED;
     m_max_matched_len = furthest;
     if (!ok) return false;
     if (dict) dict->clear();

@@ -210,7 +210,8 @@ struct cls_regex::impl_t {
     bool can_start(int node, const unsigned char* s, int pos, int len) const;
     void undo(const regex_detail::frame_t& f);
     void set_reg(int reg, int value);
-    bool run(const unsigned char* s, int len, int* furthest);
+    enum { RUN_FAILED = 0, RUN_MATCHED = 1, RUN_GAVE_UP = 2 };
+    int run(const unsigned char* s, int len, int* furthest, bool use_table, long long budget);
 };
 
 } // namespace ozgi

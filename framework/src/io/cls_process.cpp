@@ -40,10 +40,31 @@ constexpr long long INTERRUPT_LOOK_MS = 50;
 
 // One captured stream of a child: the read end of its pipe and what has been
 // read from it but not yet handed out.
+//
+// A stream with a limit holds at most about that much, so memory stays bounded
+// whatever the child writes:
+//  - keeping the tail, the pending output is a ring of the limit plus one read:
+//    a read goes straight into it, over the oldest bytes once it is full, and
+//    those are counted as dropped. The writer is never held up, and nothing is
+//    copied on the way in; the ring is put in order only when it is handed out.
+//  - otherwise reading stops at the limit until the output is taken, which holds
+//    the writer up at the pipe (for a caller that passes everything on).
+// The string handed out is taken back for the next reads once the caller has let
+// go of it, so a steady stream of output reads into memory that is already there.
 struct stream_t {
-    int fd = -1;                  // -1 once the pipe reached end of file or was closed
-    int pipe_size = 65536;        // most the pipe can hold, so most a child can leave behind
-    cls_string* pending = nullptr;  // owned; handed over as a whole by take()
+    int fd = -1;                // -1 once the pipe reached end of file or was closed
+    int pipe_size = 65536;      // most the pipe can hold, so most a child can leave behind
+    int limit = 0;              // most bytes held (about); 0: MAX_PENDING
+    bool keep_tail = false;     // at the limit, drop the oldest instead of reading no more
+    cls_sp<cls_string> store;   // the pending output, or the string handed out last
+    bool lent = false;          // `store` was handed out and holds nothing pending
+    bool wrapped = false;       // `store` is a full ring: the pending bytes are ring_len from ring_start
+    int ring_start = 0;
+    int ring_len = 0;
+    bool start_at_line = true;  // the byte before the oldest pending one was a newline (valid after a drop)
+    long long dropped = 0;          // bytes dropped in all
+    long long dropped_handed = 0;   // bytes dropped before the output handed out so far
+    long long received = 0;         // bytes read in all
 };
 
 // Everything known about one started child. The registry below points at the
@@ -91,20 +112,90 @@ void close_stream(stream_t* s) {
     s->fd = -1;
 }
 
+// Bytes read from the stream and not yet handed out.
+int pending_length(const stream_t* s) {
+    if (s->lent || s->store.is_null()) return 0;
+    return s->wrapped ? s->ring_len : s->store->length();
+}
+
+// Most bytes the stream's ring holds: the limit and one read more, so that a full
+// ring still keeps the newest `limit` bytes whatever a read brings.
+int ring_size(const stream_t* s) { return s->limit + READ_CHUNK; }
+
+// Whether the stream holds all it may until its output is taken.
+bool is_full(const stream_t* s) {
+    if (s->keep_tail) return false;
+    return pending_length(s) >= (s->limit > 0 ? s->limit : MAX_PENDING);
+}
+
+// Makes `store` ready to take pending output. The string handed out last is
+// reused when the caller has let go of it; one the caller still holds is left to
+// it and a new one is started.
+void prepare_store(stream_t* s) {
+    if (!s->lent && s->store.is_not_null()) return;
+    if (s->store.is_not_null() && s->store.ref_count() == 1) s->store->clear();
+    else s->store = OZGI_NEW(cls_string)();
+    s->lent = false;
+    s->wrapped = false;
+}
+
+// Drops the `count` oldest bytes of a full ring.
+void drop_oldest(stream_t* s, int count) {
+    int size = ring_size(s);
+    s->start_at_line = s->store->c_str()[(s->ring_start + count - 1) % size] == '\n';
+    s->ring_start = (s->ring_start + count) % size;
+    s->ring_len -= count;
+    s->dropped += count;
+}
+
+// Where the next read goes and how much it may bring (0: the stream is full).
+char* read_place(stream_t* s, int* room) {
+    prepare_store(s);
+    cls_string* text = s->store.get();
+    if (!s->keep_tail || s->limit <= 0) {
+        *room = is_full(s) ? 0 : READ_CHUNK;
+        return *room ? text->append_buffer(READ_CHUNK) : nullptr;
+    }
+    int size = ring_size(s);
+    if (!s->wrapped) {
+        // Filled in order until the ring is whole; then it turns.
+        int left = size - text->length();
+        if (left > 0) {
+            *room = left < READ_CHUNK ? left : READ_CHUNK;
+            return text->append_buffer(*room);
+        }
+        s->wrapped = true;
+        s->ring_start = 0;
+        s->ring_len = size;
+    }
+    int end = (s->ring_start + s->ring_len) % size;
+    *room = size - end < READ_CHUNK ? size - end : READ_CHUNK;
+    int over = s->ring_len + *room - size;
+    if (over > 0) drop_oldest(s, over);
+    return text->data() + end;
+}
+
+// Counts `count` bytes read at read_place as pending.
+void commit_read(stream_t* s, int count) {
+    s->received += count;
+    if (s->wrapped) s->ring_len += count;
+    else s->store->commit_append(count);
+}
+
 // Reads what the pipe holds now, at most about `limit` bytes (a writer that never
 // pauses must not keep us here forever). End of file closes the stream.
 void drain_stream(stream_t* s, long limit) {
     long total = 0;
     while (s->fd >= 0 && total < limit) {
-        // Output nobody reads stays in the pipe beyond this, which stops the writer
-        // before the string's length could overflow.
-        if (s->pending && s->pending->length() > MAX_PENDING) break;
+        int room = 0;
         // The pipe is read straight into the string that is handed out, so the
-        // output is copied nowhere on its way to the caller.
-        if (!s->pending) s->pending = OZGI_NEW(cls_string)();
-        ssize_t n = ::read(s->fd, s->pending->append_buffer(READ_CHUNK), READ_CHUNK);
+        // output is copied nowhere on its way to the caller. Output that does
+        // not fit stays in the pipe, which holds the writer up.
+        char* place = read_place(s, &room);
+        if (room == 0) break;
+        ssize_t n = ::read(s->fd, place, room);
         if (n > 0) {
-            s->pending->commit_append(static_cast<int>(n));
+            commit_read(s, static_cast<int>(n));
             total += n;
         } else if (n == 0) {
             close_stream(s);
@@ -115,11 +206,6 @@ void drain_stream(stream_t* s, long limit) {
         } else {
             close_stream(s);
         }
-    }
-    // A read that found nothing leaves no empty string behind to be handed out.
-    if (s->pending && s->pending->is_empty()) {
-        ozgi_delete(s->pending);
-        s->pending = nullptr;
     }
 }
 
@@ -206,11 +292,45 @@ int open_pipe(stream_t* s) {
     return fds[1];
 }
 
+// `at` moved forward past UTF-8 continuation bytes, so that a cut inside an
+// endless line does not split a character.
+int character_start(const cls_string& text, int at) {
+    while (at < text.length() && (static_cast<unsigned char>(text[at]) & 0xC0) == 0x80) ++at;
+    return at;
+}
+
+// Where the output handed out begins when the stream dropped some or holds more
+// than its limit: the first line start that leaves at most the limit, or, in a
+// line longer than that, the first character that does.
+int tail_start(const stream_t* s, const cls_string& text, bool gap) {
+    int skip = text.length() > s->limit ? text.length() - s->limit : 0;
+    if (skip == 0 && (!gap || s->start_at_line)) return 0;
+    // A line starts at i when byte i - 1 is a newline; with nothing to skip, the
+    // first byte begins one only when the dropped output ended with a newline.
+    int nl = text.find('\n', skip > 0 ? skip - 1 : 0);
+    return nl == cls_string::NOT_FOUND ? character_start(text, skip) : nl + 1;
+}
+
 cls_sp<cls_string> take(stream_t* s) {
-    cls_string* text = s->pending;
-    s->pending = nullptr;
+    if (pending_length(s) == 0) return cls_sp<cls_string>(OZGI_NEW(cls_string)());
+    cls_string* text = s->store.get();
+    if (s->wrapped) {
+        // The ring is put in order where it is; the oldest byte comes first.
+        char* bytes = text->data();
+        std::rotate(bytes, bytes + s->ring_start, bytes + ring_size(s));
+        text->replace(s->ring_len, -1, nullptr, 0);
+        s->wrapped = false;
+    }
+    bool gap = s->dropped > s->dropped_handed;
+    if (s->keep_tail && s->limit > 0 && (gap || text->length() > s->limit)) {
+        int cut = tail_start(s, *text, gap);
+        s->dropped += cut;
+        text->replace(0, cut, nullptr, 0);
+    }
+    s->dropped_handed = s->dropped;
+    s->lent = true;
     // The buffer itself is handed over, so even a large amount of output is never copied.
-    return cls_sp<cls_string>(text ? text : OZGI_NEW(cls_string)());
+    return s->store;
 }
 
 // Starts the child; false when it could not be started at all.
@@ -312,10 +432,20 @@ cls_process::~cls_process() {
     if (!m_impl->exited && ::waitpid(m_impl->pid, nullptr, WNOHANG) == 0) registry().orphans.push_back(m_impl->pid);
     close_stream(&m_impl->out);
     close_stream(&m_impl->err);
-    ozgi_delete(m_impl->out.pending);
-    ozgi_delete(m_impl->err.pending);
     ozgi_delete(m_impl);
 }
+
+/// Bounds what is held of the standard output; see the header.
+void cls_process::set_output_limit(int limit, bool keep_tail) {
+    stream_t* s = &m_impl->out;
+    // A ring cannot be laid over output already read.
+    if (s->received > 0) return;
+    s->limit = limit <= 0 ? 0 : (limit < MAX_PENDING ? limit : MAX_PENDING);
+    s->keep_tail = keep_tail && s->limit > 0;
+}
+
+/// Bytes of output dropped before the output read_to_str has handed out so far.
+long long cls_process::dropped_bytes() const { return m_impl->out.dropped_handed; }
 
 /// Output that arrived since the previous call (possibly empty, never null).
 cls_sp<cls_string> cls_process::read_to_str() {
@@ -331,12 +461,15 @@ cls_sp<cls_string> cls_process::read_to_str() {
 /// losing it to a process it deletes as soon as it hears "ended".
 bool cls_process::is_ended() {
     bool ended_before = m_impl->exited;
-    int pending_before = m_impl->out.pending ? m_impl->out.pending->length() : 0;
+    long long received_before = m_impl->out.received;
     pump(0);
     check_exit(m_impl);
     if (!m_impl->exited) return false;
+    // A stream that holds all it may leaves the rest of the output in the pipe
+    // until it is read.
+    if (is_full(&m_impl->out)) return false;
     if (ended_before) return true;
-    return (m_impl->out.pending ? m_impl->out.pending->length() : 0) == pending_before;
+    return m_impl->out.received == received_before;
 }
 
 /// Blocks until the child ends, draining every live pipe meanwhile, and returns
@@ -406,7 +539,7 @@ void cls_process::pump(int timeout_ms) {
     for (child_state_t* c : r.live) {
         for (stream_t* s : {&c->out, &c->err}) {
             // A stream holding the most it may is left out, or the poll would spin.
-            if (s->fd < 0 || (s->pending && s->pending->length() > MAX_PENDING)) continue;
+            if (s->fd < 0 || is_full(s)) continue;
             struct pollfd p;
             p.fd = s->fd;
             p.events = POLLIN;

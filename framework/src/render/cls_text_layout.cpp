@@ -163,34 +163,34 @@ void cls_text_layout::head_replaced(int old_length, int new_length) {
         rebuild();
         return;
     }
-    // Lines k.. are kept, moved by the size difference; the new head is scanned
-    // into a fresh index in front of them.
-    cls_array<int> old_starts;
-    cls_array<int> old_widths;
-    old_starts.reserve(lines - k);
-    old_widths.reserve(lines - k);
-    for (int i = k; i < lines; ++i) old_starts.append(m_line_starts[i] - old_length);
-    for (int i = k; i < m_line_widths.count(); ++i) old_widths.append(m_line_widths[i]);
-    int last_width = m_last_width;
-    int scanned_to = m_scanned_to - old_length;
+    // Lines k.. are kept, moved by the size difference, in place: a text of
+    // millions of short lines must not need its index twice over. The new head
+    // (a line or two) is laid out on its own and put in front of them.
+    int kept = lines - k;
+    for (int i = 0; i < kept; ++i) m_line_starts[i] = m_line_starts[i + k] - old_length;
+    for (int i = 0; i < k; ++i) m_line_starts.remove_at(m_line_starts.count() - 1);
+    int kept_widths = m_line_widths.count() - k;
+    for (int i = 0; i < kept_widths; ++i) m_line_widths[i] = m_line_widths[i + k];
+    for (int i = 0; i < k; ++i) m_line_widths.remove_at(m_line_widths.count() - 1);
 
-    m_line_starts.clear();
-    m_line_starts.append(0);
-    m_line_widths.clear();
-    m_content_width = 0;
-    m_last_width = 0;
-    m_scanned_to = 0;
-    scan(new_length);
-    // The head ends with a newline, so its scan ended with a line starting at
-    // new_length: that entry is the first kept line.
-    m_line_starts.remove_at(m_line_starts.count() - 1);
-    for (int i = 0; i < old_starts.count(); ++i) m_line_starts.append(old_starts[i] + new_length);
-    for (int i = 0; i < old_widths.count(); ++i) {
-        m_line_widths.append(old_widths[i]);
-        if (old_widths[i] > m_content_width) m_content_width = old_widths[i];
+    cls_text_layout head;
+    head.m_px_size = m_px_size;
+    head.m_multi_line = m_multi_line;
+    head.m_wrap = m_wrap;
+    head.m_width = m_width;
+    head.set_text(m_text->sub_str(0, new_length));
+    // The head ends with a newline, so its last line start is new_length: the
+    // first kept line.
+    int head_lines = head.m_line_starts.count() - 1;
+    for (int i = 0; i < kept; ++i) m_line_starts[i] += new_length;
+    for (int i = head_lines; i-- > 0;) {
+        m_line_starts.insert(0, head.m_line_starts[i]);
+        m_line_widths.insert(0, head.m_line_widths[i]);
     }
-    m_last_width = last_width;
-    m_scanned_to = scanned_to + new_length;
+    m_content_width = 0;
+    for (int i = 0; i < m_line_widths.count(); ++i)
+        if (m_line_widths[i] > m_content_width) m_content_width = m_line_widths[i];
+    m_scanned_to += new_length - old_length;
 }
 
 void cls_text_layout::rebuild() {
