@@ -60,7 +60,7 @@ void cls_ozgi_gui::output_help() {
         "  --ozgi-first-page=LAYOUT    open LAYOUT first instead of the root container's first page\n"
         "  --ozgi-vnc=[ADDR:]PORT      also serve the panel over VNC on ADDR (default 127.0.0.1), at most 8 viewers\n"
         "  --ozgi-vnc-password-file=FILE  VNC: ask viewers for the password on FILE's first line (needed off loopback)\n"
-        "  --ozgi-vnc-web=DIR          VNC: serve the browser page in DIR over HTTP on PORT+1\n"
+        "  --ozgi-vnc-web=DIR          VNC: serve the browser page in DIR over HTTP on the same port\n"
         "  --ozgi-vnc-view-only        VNC: viewers only watch; their input is ignored\n");
 }
 

@@ -15,11 +15,13 @@
 
 #include "ozgi/cls_input_args.h"
 #include "ozgi/cls_log.h"
+#include "ui/cls_vnc_listener.h"
 
 namespace ozgi {
 
 struct cls_vnc_server::screen_t {
     rfbScreenInfoPtr rfb = nullptr;
+    cls_vnc_listener listener;
 };
 
 namespace {
@@ -224,10 +226,12 @@ cls_vnc_server::cls_vnc_server(const vnc_options_t& options, int width, int heig
     s->serverFormat.greenShift = 8;
     s->serverFormat.blueShift = 0;
     s->frameBuffer = static_cast<char*>(calloc(static_cast<size_t>(width) * height, 4));
+    // The port is the listener's: the server itself listens nowhere.
     s->autoPort = FALSE;
-    s->port = options.port;
+    s->port = 0;
     s->ipv6port = 0;
-    s->listenInterface = inet_addr(options.address.c_str());
+    s->httpPort = 0;
+    s->http6Port = 0;
     s->alwaysShared = TRUE;
     s->newClientHook = new_client;
     s->displayHook = before_update;
@@ -239,22 +243,22 @@ cls_vnc_server::cls_vnc_server(const vnc_options_t& options, int width, int heig
         s->authPasswdData = m_passwords.data();
         s->passwordCheck = rfbCheckPasswordByList;
     }
-    if (!m_web_dir.is_empty()) {
-        s->httpDir = const_cast<char*>(m_web_dir.c_str());
-        s->httpPort = options.port + 1;
-        s->http6Port = 0;
-    }
+    std::string error;
+    if (!m_screen->listener.listen(options.address.c_str(), options.port, &error))
+        OZGI_FATAL("Can't serve VNC on %s:%d: %s.", options.address.c_str(), options.port, error.c_str());
     rfbInitServer(s);
-    if (s->listenSock == RFB_INVALID_SOCKET)
-        OZGI_FATAL("Can't serve VNC on %s:%d (is the port in use?).", options.address.c_str(), options.port);
-    if (!m_web_dir.is_empty() && s->httpListenSock == RFB_INVALID_SOCKET)
-        OZGI_FATAL("Can't serve the web page on %s:%d (is the port in use?).", options.address.c_str(), options.port + 1);
-    // Each viewer gets threads of its own; this thread only waits for connections.
+    // Each viewer gets threads of its own (its input, its updates).
     rfbRunEventLoop(s, -1, TRUE);
+    m_screen->listener.start(m_web_dir.c_str(), [s](int fd) {
+        rfbClientPtr cl = rfbNewClient(s, fd);
+        if (cl && !cl->onHold) rfbStartOnHoldClient(cl);
+    });
 }
 
 cls_vnc_server::~cls_vnc_server() {
     rfbScreenInfoPtr s = m_screen->rfb;
+    // No new viewer comes while the server stops.
+    m_screen->listener.stop();
     rfbShutdownServer(s, TRUE);
     free(s->frameBuffer);
     s->frameBuffer = nullptr;

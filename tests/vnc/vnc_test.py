@@ -1,0 +1,307 @@
+#!/usr/bin/env python3
+"""The remote panel (--ozgi-vnc) seen by real viewers and by hostile clients.
+
+    vnc_test.py PROGRAM MENU_DIR CASE
+
+CASE is viewer (TigerVNC under Xvfb, driven by xdotool), auth (password and
+address checks) or hostile (garbage, a huge clipboard, a client that never
+reads, too many connections; a good viewer is served throughout)."""
+import os
+import random
+import shutil
+import socket
+import struct
+import subprocess
+import sys
+import tempfile
+import time
+
+sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
+from rfb_client import AuthRefused, RfbClient, recv_exact  # noqa: E402
+
+PROGRAM, MENU, CASE = sys.argv[1], sys.argv[2], sys.argv[3]
+WORK = tempfile.mkdtemp(prefix='vesk-vnc-')
+# The first menu row ("audio"): tapping it opens its sub-menu.
+ROW_X, ROW_Y = 300, 133
+# How long a picture may take to arrive before the case fails: a deadline, not a measure.
+DEADLINE_S = 30
+MAX_VIEWERS = 8
+
+
+def free_port():
+    with socket.socket() as s:
+        s.bind(('127.0.0.1', 0))
+        return s.getsockname()[1]
+
+
+def rgb_of_png(path):
+    return subprocess.run(['convert', path, '-alpha', 'off', 'rgb:-'], capture_output=True, check=True).stdout
+
+
+def reference_pictures():
+    """The headless screenshots of the first page and of the row's sub-menu."""
+    main, sub = os.path.join(WORK, 'main.png'), os.path.join(WORK, 'sub.png')
+    script = 'screenshot %s\ntap %d %d\nscreenshot %s\nquit\n' % (main, ROW_X, ROW_Y, sub)
+    subprocess.run([PROGRAM, '--dir=' + MENU, '--ozgi-video=headless', '--ozgi-script=-'], input=script.encode(),
+                   check=True, timeout=60)
+    pictures = rgb_of_png(main), rgb_of_png(sub)
+    assert pictures[0] != pictures[1], 'the tap changed nothing'
+    return pictures
+
+
+class Vesk:
+    """vesk on the headless display, serving VNC on a free port while a script waits."""
+
+    def __init__(self, *options, script_text='wait 3600000\n'):
+        self.port = free_port()
+        script = os.path.join(WORK, 'script-%d.txt' % self.port)
+        with open(script, 'w') as f:
+            f.write(script_text)
+        self.log = open(os.path.join(WORK, 'vesk-%d.log' % self.port), 'w+')
+        self.proc = subprocess.Popen([PROGRAM, '--dir=' + MENU, '--ozgi-video=headless', '--ozgi-script=' + script,
+                                      '--ozgi-vnc=%d' % self.port] + list(options), stdout=self.log,
+                                     stderr=subprocess.STDOUT)
+        end = time.monotonic() + DEADLINE_S
+        while True:
+            assert self.proc.poll() is None, 'vesk ended: %s' % self.output()
+            try:
+                socket.create_connection(('127.0.0.1', self.port), timeout=1).close()
+                break
+            except OSError:
+                assert time.monotonic() < end, 'vesk does not listen on %d' % self.port
+                time.sleep(0.1)
+
+    def output(self):
+        self.log.flush()
+        self.log.seek(0)
+        return self.log.read()
+
+    def running(self):
+        return self.proc.poll() is None
+
+    def stop(self):
+        self.proc.terminate()
+        self.proc.wait(timeout=30)
+
+
+def wait_for_picture(client, expected, what):
+    """Reads updates until the client's picture is `expected`."""
+    end = time.monotonic() + DEADLINE_S
+    client.request(False)
+    while True:
+        client.read_update()
+        if client.rgb() == expected:
+            return
+        assert time.monotonic() < end, 'the viewer never showed %s' % what
+        client.request(True)
+
+
+def click(client, x, y):
+    client.pointer(1, x, y)
+    client.pointer(0, x, y)
+
+
+def case_viewer():
+    main, sub = reference_pictures()
+    vesk = Vesk()
+    shot = os.path.join(WORK, 'viewer.png')
+    env = dict(os.environ)
+    viewer = subprocess.Popen(['xtigervncviewer', '-AutoSelect=0', '-PreferredEncoding=ZRLE', '-FullColor=1',
+                               '-SecurityTypes=None', '127.0.0.1::%d' % vesk.port], env=env,
+                              stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+    try:
+        def window():
+            end = time.monotonic() + DEADLINE_S
+            while True:
+                found = subprocess.run(['xdotool', 'search', '--name', 'TigerVNC'], capture_output=True, text=True)
+                if found.stdout.split():
+                    return found.stdout.split()[0]
+                assert time.monotonic() < end, 'no viewer window'
+                time.sleep(0.2)
+
+        def shows(expected, what):
+            end = time.monotonic() + DEADLINE_S
+            while True:
+                subprocess.run(['import', '-window', win, shot], check=True)
+                if rgb_of_png(shot) == expected:
+                    return
+                assert time.monotonic() < end, 'the viewer window never showed %s' % what
+                time.sleep(0.3)
+
+        win = window()
+        shows(main, 'the first page')
+        subprocess.run(['xdotool', 'mousemove', '--window', win, str(ROW_X), str(ROW_Y), 'click', '1'], check=True)
+        shows(sub, 'the sub-menu after the click')
+        assert vesk.running()
+    finally:
+        viewer.terminate()
+        viewer.wait(timeout=30)
+        vesk.stop()
+
+
+def case_auth():
+    # Off loopback without a password: refused at start, naming the option.
+    port = free_port()
+    run = subprocess.run([PROGRAM, '--dir=' + MENU, '--ozgi-video=headless', '--ozgi-vnc=0.0.0.0:%d' % port],
+                         capture_output=True, text=True, timeout=60)
+    assert run.returncode != 0, 'served off loopback without a password'
+    assert ("Won't serve the panel on 0.0.0.0 without a password: give --ozgi-vnc-password-file=FILE, or serve on "
+            "127.0.0.1 and reach it through an ssh tunnel.") in run.stderr, run.stderr
+    # A bad address or port is refused too.
+    run = subprocess.run([PROGRAM, '--dir=' + MENU, '--ozgi-video=headless', '--ozgi-vnc=localhost:x'],
+                         capture_output=True, text=True, timeout=60)
+    assert run.returncode != 0 and 'Bad value of --ozgi-vnc: "localhost:x"' in run.stderr, run.stderr
+
+    # Without a password file on loopback: security type None and nothing else.
+    main, sub = reference_pictures()
+    vesk = Vesk()
+    try:
+        client = RfbClient(vesk.port)
+        assert client.security_types == [1], client.security_types
+        wait_for_picture(client, main, 'the first page')
+        client.close()
+    finally:
+        vesk.stop()
+
+    password_file = os.path.join(WORK, 'password')
+    with open(password_file, 'w') as f:
+        f.write('s3cret\n')
+    vesk = Vesk('--ozgi-vnc-password-file=' + password_file)
+    try:
+        try:
+            RfbClient(vesk.port)
+            raise AssertionError('a viewer without the password was let in')
+        except AuthRefused:
+            pass
+        try:
+            RfbClient(vesk.port, wrong_response=True)
+            raise AssertionError('a wrong password was let in')
+        except AuthRefused:
+            pass
+        try:
+            RfbClient(vesk.port, password='s3cre7')
+            raise AssertionError('a wrong password was let in')
+        except AuthRefused:
+            pass
+        client = RfbClient(vesk.port, password='s3cret')
+        wait_for_picture(client, main, 'the first page')
+        click(client, ROW_X, ROW_Y)
+        wait_for_picture(client, sub, 'the sub-menu')
+        client.close()
+        assert vesk.running()
+    finally:
+        vesk.stop()
+
+    # View only: the picture, and a click does nothing. The script's screenshot
+    # is taken after the wait in which the click arrived; the same steps without
+    # the option open the sub-menu.
+    for view_only, expected in ((False, sub), (True, main)):
+        shot = os.path.join(WORK, 'after-click.png')
+        options = ['--ozgi-vnc-view-only'] if view_only else []
+        vesk = Vesk(*options, script_text='wait 3000\nscreenshot %s\nquit\n' % shot)
+        client = RfbClient(vesk.port)
+        wait_for_picture(client, main, 'the first page')
+        click(client, ROW_X, ROW_Y)
+        # The server reads a client's messages in order: once this update comes, the click was taken in.
+        client.request(False)
+        client.read_update()
+        assert vesk.running(), 'the script ended before the click arrived'
+        assert vesk.proc.wait(timeout=60) == 0, vesk.output()
+        client.close()
+        assert rgb_of_png(shot) == expected, 'view only: %s, yet the click %s' % (
+            view_only, 'opened the sub-menu' if view_only else 'did nothing')
+    # The VNC options need --ozgi-vnc.
+    run = subprocess.run([PROGRAM, '--dir=' + MENU, '--ozgi-video=headless', '--ozgi-vnc-view-only'],
+                         capture_output=True, text=True, timeout=60)
+    assert run.returncode != 0 and 'need --ozgi-vnc=[ADDR:]PORT' in run.stderr, run.stderr
+
+
+def closed_by_server(sock):
+    """True when the server closes `sock` (it may first send what it sends)."""
+    sock.settimeout(DEADLINE_S)
+    try:
+        while sock.recv(65536):
+            pass
+        return True
+    except ConnectionResetError:
+        return True
+    except socket.timeout:
+        return False
+
+
+def case_hostile():
+    main, sub = reference_pictures()
+    vesk = Vesk()
+    try:
+        # Garbage instead of a protocol version.
+        s = socket.create_connection(('127.0.0.1', vesk.port))
+        s.sendall(bytes(random.Random(1).getrandbits(8) for _ in range(4096)))
+        assert closed_by_server(s), 'garbage did not close the connection'
+        s.close()
+        # Garbage after the handshake: an unknown message type.
+        c = RfbClient(vesk.port)
+        c.sock.sendall(b'\xfe' + bytes(64))
+        assert closed_by_server(c.sock), 'an unknown message did not close the connection'
+        c.close()
+        # A huge clipboard: announced as nearly 2 GB.
+        c = RfbClient(vesk.port)
+        c.sock.sendall(struct.pack('>BxxxI', 6, 0x7ffffff0) + b'x' * 65536)
+        assert closed_by_server(c.sock), 'a huge clipboard did not close the connection'
+        c.close()
+        assert vesk.running(), vesk.output()
+
+        # A client that asks for pictures and never reads them, with a small receive buffer.
+        stuck = socket.socket()
+        stuck.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 4096)
+        stuck.connect(('127.0.0.1', vesk.port))
+        recv_exact(stuck, 12)
+        stuck.sendall(b'RFB 003.008\n')
+        recv_exact(stuck, 2)
+        stuck.sendall(b'\x01')
+        recv_exact(stuck, 4)
+        stuck.sendall(b'\x01')
+        stuck.sendall(struct.pack('>BxHi', 2, 1, 0))
+        for _ in range(50):
+            stuck.sendall(struct.pack('>BBHHHH', 3, 0, 0, 0, 640, 800))
+        # A good viewer is served meanwhile, and its taps work.
+        good = RfbClient(vesk.port)
+        wait_for_picture(good, main, 'the first page')
+        click(good, ROW_X, ROW_Y)
+        wait_for_picture(good, sub, 'the sub-menu while another client never reads')
+        good.key(True, 0xff1b)  # Escape: back to the first page
+        good.key(False, 0xff1b)
+        wait_for_picture(good, main, 'the first page after Escape')
+        good.close()
+        stuck.close()
+
+        # More connections than the limit: the one too many is turned away, the others work.
+        clients = [RfbClient(vesk.port) for _ in range(MAX_VIEWERS)]
+        try:
+            RfbClient.__init__(object.__new__(RfbClient), vesk.port)
+            raise AssertionError('a viewer beyond the limit of %d was let in' % MAX_VIEWERS)
+        except (EOFError, ConnectionResetError, BrokenPipeError):
+            pass
+        wait_for_picture(clients[-1], main, 'the first page to the last admitted viewer')
+        for c in clients:
+            c.close()
+        # Once they have gone, a viewer gets in again.
+        end = time.monotonic() + DEADLINE_S
+        while True:
+            try:
+                good = RfbClient(vesk.port)
+                break
+            except (EOFError, ConnectionResetError, BrokenPipeError):
+                assert time.monotonic() < end, 'no viewer let in after the others left'
+                time.sleep(0.2)
+        wait_for_picture(good, main, 'the first page')
+        good.close()
+        assert vesk.running(), vesk.output()
+    finally:
+        vesk.stop()
+
+
+try:
+    {'viewer': case_viewer, 'auth': case_auth, 'hostile': case_hostile}[CASE]()
+    print('ok')
+finally:
+    shutil.rmtree(WORK, ignore_errors=True)
