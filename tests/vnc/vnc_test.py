@@ -12,6 +12,7 @@ import socket
 import struct
 import subprocess
 import sys
+import threading
 import time
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
@@ -173,7 +174,9 @@ def case_hostile():
         c.close()
         assert vesk.running(), vesk.output()
 
-        # A client that asks for pictures and never reads them, with a small receive buffer.
+        # A client that keeps asking for whole pictures and never reads them, with
+        # a small receive buffer: once the socket's buffers are full, the server's
+        # writes to it block.
         stuck = socket.socket()
         stuck.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 4096)
         stuck.connect(('127.0.0.1', vesk.port))
@@ -184,18 +187,35 @@ def case_hostile():
         recv_exact(stuck, 4)
         stuck.sendall(b'\x01')
         stuck.sendall(struct.pack('>BxHi', 2, 1, 0))
-        for _ in range(50):
-            stuck.sendall(struct.pack('>BBHHHH', 3, 0, 0, 0, 640, 800))
-        # A good viewer is served meanwhile, and its taps work.
+        dropped = threading.Event()
+
+        def ask():
+            end = time.monotonic() + 90
+            try:
+                while time.monotonic() < end:
+                    stuck.sendall(struct.pack('>BBHHHH', 3, 0, 0, 0, 640, 800))
+                    time.sleep(0.05)
+            except OSError:
+                # The server closed the connection: what it still had for us is thrown away.
+                dropped.set()
+        asker = threading.Thread(target=ask, daemon=True)
+        asker.start()
+        # A good viewer is served meanwhile, and its taps and keys work, again and again.
         good = RfbClient(vesk.port)
         wait_for_picture(good, main, 'the first page')
-        click(good, ROW_X, ROW_Y)
-        wait_for_picture(good, sub, 'the sub-menu while another client never reads')
-        good.key(True, 0xff1b)  # Escape: back to the first page
-        good.key(False, 0xff1b)
-        wait_for_picture(good, main, 'the first page after Escape')
+        for _ in range(5):
+            click(good, ROW_X, ROW_Y)
+            wait_for_picture(good, sub, 'the sub-menu while another client never reads')
+            good.key(True, 0xff1b)  # Escape: back to the first page
+            good.key(False, 0xff1b)
+            wait_for_picture(good, main, 'the first page after Escape')
         good.close()
+        # The server gives up on the stuck client (its writes time out after 20 s)
+        # and closes it; its requests then meet a reset.
+        asker.join()
+        assert dropped.is_set(), 'the client that never reads was never dropped'
         stuck.close()
+        assert vesk.running(), vesk.output()
 
         # More connections than the limit: the one too many is turned away, the others work.
         clients = [RfbClient(vesk.port) for _ in range(MAX_VIEWERS)]
