@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <set>
 #include <string>
 
 #include "ozgi/cls_input_args.h"
@@ -33,6 +34,8 @@ struct viewer_t {
     int buttons;
     int x;
     int y;
+    // Keys held down: a second press without a release is the keyboard's auto-repeat.
+    std::set<rfbKeySym> held;
 };
 
 // The server's own progress messages are not the program's business; its
@@ -63,7 +66,7 @@ void client_gone(rfbClientPtr cl) {
 
 enum rfbNewClientAction new_client(rfbClientPtr cl) {
     cls_vnc_server* server = server_of(cl);
-    viewer_t* v = new viewer_t{server, false, 0, 0, 0};
+    viewer_t* v = new viewer_t{server, false, 0, 0, 0, std::set<rfbKeySym>()};
     cl->clientData = v;
     cl->clientGoneHook = client_gone;
     if (!server->admit_viewer()) return RFB_CLIENT_REFUSE;
@@ -143,12 +146,15 @@ cls_string key_name(rfbKeySym sym) {
 
 void key_event(rfbBool down, rfbKeySym sym, rfbClientPtr cl) {
     cls_vnc_server* server = server_of(cl);
-    if (server->view_only()) return;
+    viewer_t* v = viewer_of(cl);
+    if (!v || server->view_only()) return;
     cls_string name = key_name(sym);
     if (name.is_empty()) return;
     input_t in;
     in.type = down ? input_t::KEY_DOWN : input_t::KEY_UP;
     in.key_name = name;
+    if (down) in.repeat = !v->held.insert(sym).second;
+    else v->held.erase(sym);
     server->push_input(in);
 }
 
