@@ -4,6 +4,7 @@
 #include <rfb/keysym.h>
 #include <rfb/rfb.h>
 #include <sys/eventfd.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <cstdarg>
@@ -265,6 +266,13 @@ cls_vnc_server::~cls_vnc_server() {
     rfbScreenInfoPtr s = m_screen->rfb;
     // No new viewer comes while the server stops.
     m_screen->listener.stop();
+    // A viewer's thread may be blocked writing to one that reads nothing, for up
+    // to the server's write timeout: shutting the sockets down ends such writes
+    // at once, so that the program ends in no time.
+    rfbClientIteratorPtr it = rfbGetClientIterator(s);
+    while (rfbClientPtr cl = rfbClientIteratorNext(it))
+        if (cl->sock != RFB_INVALID_SOCKET) shutdown(cl->sock, SHUT_RDWR);
+    rfbReleaseClientIterator(it);
     rfbShutdownServer(s, TRUE);
     free(s->frameBuffer);
     s->frameBuffer = nullptr;
