@@ -65,6 +65,9 @@ void client_gone(rfbClientPtr cl) {
     delete v;
 }
 
+// FIXME: a viewer counts from its connection, before it has given a password,
+// and the server has no time limit for the handshake: MAX_VIEWERS connections
+// that say nothing keep everyone else out until they go.
 enum rfbNewClientAction new_client(rfbClientPtr cl) {
     cls_vnc_server* server = server_of(cl);
     viewer_t* v = new viewer_t{server, false, 0, 0, 0, std::set<rfbKeySym>()};
