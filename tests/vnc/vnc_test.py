@@ -83,6 +83,15 @@ def case_auth():
         client = RfbClient(vesk.port)
         assert client.security_types == [1], client.security_types
         wait_for_picture(client, main, 'the first page')
+        # Return held down (pressed twice, released once) opens the focused row once:
+        # Escape then leads back to the first page, not to the sub-menu.
+        client.key(True, 0xff0d)
+        client.key(True, 0xff0d)
+        client.key(False, 0xff0d)
+        wait_for_picture(client, sub, 'the sub-menu after Return')
+        client.key(True, 0xff1b)
+        client.key(False, 0xff1b)
+        wait_for_picture(client, main, 'the first page after a held Return and Escape')
         client.close()
     finally:
         vesk.stop()

@@ -85,11 +85,15 @@ class Vesk:
 
 
 def wait_for_picture(client, expected, what):
-    """Reads updates until the client's picture is `expected`."""
+    """Reads updates until the client's picture is `expected`; a picture that
+    stops changing before it gets there fails with `what` too."""
     end = time.monotonic() + DEADLINE_S
     client.request(False)
     while True:
-        client.read_update()
+        try:
+            client.read_update()
+        except socket.timeout:
+            raise AssertionError('the viewer never showed %s (no change came)' % what)
         if client.rgb() == expected:
             return
         assert time.monotonic() < end, 'the viewer never showed %s' % what
