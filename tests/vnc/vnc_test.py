@@ -247,6 +247,31 @@ def case_hostile():
                 time.sleep(0.2)
         wait_for_picture(good, main, 'the first page')
         good.close()
+
+        # Connections that say nothing take every place; they are cut off once
+        # their time for the handshake is out (30 s), and a viewer gets in again.
+        # One more than the limit, in case the viewer just closed has not quite gone yet.
+        silent = [socket.create_connection(('127.0.0.1', vesk.port)) for _ in range(MAX_VIEWERS + 1)]
+        for s in silent:
+            recv_exact(s, 12)  # the server's version
+        try:
+            RfbClient(vesk.port)
+            raise AssertionError('a viewer got in while silent connections held every place')
+        except (EOFError, ConnectionResetError, BrokenPipeError):
+            pass
+        end = time.monotonic() + 90
+        while True:
+            try:
+                good = RfbClient(vesk.port)
+                break
+            except (EOFError, ConnectionResetError, BrokenPipeError):
+                assert time.monotonic() < end, 'silent connections kept viewers out for good'
+                time.sleep(0.5)
+        wait_for_picture(good, main, 'the first page after the silent connections')
+        for s in silent:
+            assert closed_by_server(s), 'a silent connection was left open'
+            s.close()
+        good.close()
         assert vesk.running(), vesk.output()
     finally:
         vesk.stop()

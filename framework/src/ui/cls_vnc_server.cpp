@@ -7,6 +7,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <chrono>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -37,6 +39,9 @@ struct viewer_t {
     int y;
     // Keys held down: a second press without a release is the keyboard's auto-repeat.
     std::set<rfbKeySym> held;
+    std::chrono::steady_clock::time_point since;
+    std::atomic<bool> shown;
+    bool cut_off;
 };
 
 // The server's own progress messages are not the program's business; its
@@ -60,17 +65,17 @@ viewer_t* viewer_of(rfbClientPtr cl) { return static_cast<viewer_t*>(cl->clientD
 void client_gone(rfbClientPtr cl) {
     viewer_t* v = viewer_of(cl);
     if (!v) return;
-    if (v->admitted) v->server->viewer_gone();
+    if (v->admitted) v->server->viewer_gone(v->shown);
     cl->clientData = nullptr;
     delete v;
 }
 
-// FIXME: a viewer counts from its connection, before it has given a password,
-// and the server has no time limit for the handshake: MAX_VIEWERS connections
-// that say nothing keep everyone else out until they go.
+// A viewer counts from its connection, before it has given a password: one
+// that does not get as far as a picture in HANDSHAKE_MS is cut off (see
+// watch_handshakes), so that silent connections can't keep everyone out.
 enum rfbNewClientAction new_client(rfbClientPtr cl) {
     cls_vnc_server* server = server_of(cl);
-    viewer_t* v = new viewer_t{server, false, 0, 0, 0, std::set<rfbKeySym>()};
+    viewer_t* v = new viewer_t{server, false, 0, 0, 0, std::set<rfbKeySym>(), std::chrono::steady_clock::now(), {false}, false};
     cl->clientData = v;
     cl->clientGoneHook = client_gone;
     if (!server->admit_viewer()) return RFB_CLIENT_REFUSE;
@@ -84,6 +89,8 @@ enum rfbNewClientAction new_client(rfbClientPtr cl) {
 void before_update(rfbClientPtr cl) {
     cl->tightQualityLevel = -1;
     cl->turboQualityLevel = -1;
+    viewer_t* v = viewer_of(cl);
+    if (v && v->admitted && !v->shown.exchange(true)) v->server->viewer_shown();
 }
 
 void pointer_event(int buttons, int x, int y, rfbClientPtr cl) {
@@ -259,6 +266,7 @@ cls_vnc_server::cls_vnc_server(const vnc_options_t& options, int width, int heig
     rfbInitServer(s);
     // Each viewer gets threads of its own (its input, its updates).
     rfbRunEventLoop(s, -1, TRUE);
+    m_watchdog = std::thread([this] { watch_handshakes(); });
     m_screen->listener.start(m_web_dir.c_str(), [s](int fd) {
         rfbClientPtr cl = rfbNewClient(s, fd);
         if (cl && !cl->onHold) rfbStartOnHoldClient(cl);
@@ -269,6 +277,12 @@ cls_vnc_server::~cls_vnc_server() {
     rfbScreenInfoPtr s = m_screen->rfb;
     // No new viewer comes while the server stops.
     m_screen->listener.stop();
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_stopping = true;
+        m_changed.notify_all();
+    }
+    if (m_watchdog.joinable()) m_watchdog.join();
     // A viewer's thread may be blocked writing to one that reads nothing, for up
     // to the server's write timeout: shutting the sockets down ends such writes
     // at once, so that the program ends in no time.
@@ -324,12 +338,50 @@ bool cls_vnc_server::admit_viewer() {
     std::lock_guard<std::mutex> lock(m_mutex);
     if (m_viewers >= MAX_VIEWERS) return false;
     ++m_viewers;
+    ++m_handshaking;
+    m_changed.notify_all();
     return true;
 }
 
-void cls_vnc_server::viewer_gone() {
+void cls_vnc_server::viewer_gone(bool was_shown) {
     std::lock_guard<std::mutex> lock(m_mutex);
     --m_viewers;
+    if (!was_shown) --m_handshaking;
+}
+
+void cls_vnc_server::viewer_shown() {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    --m_handshaking;
+}
+
+void cls_vnc_server::watch_handshakes() {
+    const auto limit = std::chrono::milliseconds(HANDSHAKE_MS);
+    std::unique_lock<std::mutex> lock(m_mutex);
+    while (!m_stopping) {
+        if (m_handshaking <= 0) {
+            m_changed.wait(lock);
+            continue;
+        }
+        // The client list is walked without the lock: a viewer that goes meanwhile takes it.
+        lock.unlock();
+        auto now = std::chrono::steady_clock::now();
+        auto next = now + limit;
+        rfbClientIteratorPtr it = rfbGetClientIterator(m_screen->rfb);
+        while (rfbClientPtr cl = rfbClientIteratorNext(it)) {
+            viewer_t* v = viewer_of(cl);
+            if (!v || !v->admitted || v->shown || v->cut_off) continue;
+            if (now - v->since >= limit) {
+                // The viewer's own thread sees the end of its connection and cleans up.
+                v->cut_off = true;
+                if (cl->sock != RFB_INVALID_SOCKET) shutdown(cl->sock, SHUT_RDWR);
+            } else if (v->since + limit < next) {
+                next = v->since + limit;
+            }
+        }
+        rfbReleaseClientIterator(it);
+        lock.lock();
+        if (!m_stopping) m_changed.wait_until(lock, next);
+    }
 }
 
 } // namespace ozgi

@@ -5,7 +5,9 @@
 // so a slow or stuck viewer never holds up the panel.
 #include <cstdint>
 #include <deque>
+#include <condition_variable>
 #include <mutex>
+#include <thread>
 #include <vector>
 
 #include "ozgi/cls_rect.h"
@@ -30,6 +32,9 @@ class cls_vnc_server {
 public:
     /// Viewers connected at once; more are turned away at connection.
     static const int MAX_VIEWERS = 8;
+    /// Time a viewer has from connecting to its first picture (a password typed
+    /// included); one that takes longer is disconnected and frees its place.
+    static const int HANDSHAKE_MS = 30000;
 
     /// Reads the --ozgi-vnc options of the command line into *out. False when
     /// --ozgi-vnc= is not given; a bad value or an unsafe combination is fatal.
@@ -54,8 +59,11 @@ public:
     void push_input(const input_t& in);
     /// Called on the server's threads: whether one more viewer may connect (and counts it).
     bool admit_viewer();
-    /// Called on the server's threads when an admitted viewer has gone.
-    void viewer_gone();
+    /// Called on the server's threads when an admitted viewer has gone; `was_shown`:
+    /// it had got a picture.
+    void viewer_gone(bool was_shown);
+    /// Called on the server's threads when an admitted viewer gets its first picture.
+    void viewer_shown();
     /// Whether viewer input is ignored.
     bool view_only() const { return m_view_only; }
     /// The served picture's size.
@@ -72,6 +80,13 @@ private:
     std::mutex m_mutex;
     std::deque<input_t> m_inputs;
     int m_viewers = 0;
+    // Admitted viewers that have not had a picture yet, and the thread that
+    // disconnects those that take too long; it sleeps while there are none.
+    int m_handshaking = 0;
+    bool m_stopping = false;
+    std::condition_variable m_changed;
+    std::thread m_watchdog;
+    void watch_handshakes();
     std::vector<char*> m_passwords;
     cls_string m_title;
     cls_string m_web_dir;
