@@ -1,13 +1,13 @@
 #include "ui/cls_vnc_server.h"
 
 #include <arpa/inet.h>
+#include <fcntl.h>
 #include <rfb/keysym.h>
 #include <rfb/rfb.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <chrono>
 #include <cstdarg>
 #include <cstdio>
@@ -33,15 +33,14 @@ namespace {
 // What one viewer's pointer did last, to turn its button states into touches.
 struct viewer_t {
     cls_vnc_server* server;
-    bool admitted;
+    // The server's key of an admitted viewer; -1 for one turned away.
+    int key;
+    bool shown;
     int buttons;
     int x;
     int y;
     // Keys held down: a second press without a release is the keyboard's auto-repeat.
     std::set<rfbKeySym> held;
-    std::chrono::steady_clock::time_point since;
-    std::atomic<bool> shown;
-    bool cut_off;
 };
 
 // The server's own progress messages are not the program's business; its
@@ -65,7 +64,7 @@ viewer_t* viewer_of(rfbClientPtr cl) { return static_cast<viewer_t*>(cl->clientD
 void client_gone(rfbClientPtr cl) {
     viewer_t* v = viewer_of(cl);
     if (!v) return;
-    if (v->admitted) v->server->viewer_gone(v->shown);
+    if (v->key >= 0) v->server->viewer_gone(v->key);
     cl->clientData = nullptr;
     delete v;
 }
@@ -75,11 +74,11 @@ void client_gone(rfbClientPtr cl) {
 // watch_handshakes), so that silent connections can't keep everyone out.
 enum rfbNewClientAction new_client(rfbClientPtr cl) {
     cls_vnc_server* server = server_of(cl);
-    viewer_t* v = new viewer_t{server, false, 0, 0, 0, std::set<rfbKeySym>(), std::chrono::steady_clock::now(), {false}, false};
+    viewer_t* v = new viewer_t{server, -1, false, 0, 0, 0, std::set<rfbKeySym>()};
     cl->clientData = v;
     cl->clientGoneHook = client_gone;
-    if (!server->admit_viewer()) return RFB_CLIENT_REFUSE;
-    v->admitted = true;
+    v->key = server->admit_viewer(cl->sock);
+    if (v->key < 0) return RFB_CLIENT_REFUSE;
     cl->viewOnly = server->view_only() ? TRUE : FALSE;
     return RFB_CLIENT_ACCEPT;
 }
@@ -90,7 +89,10 @@ void before_update(rfbClientPtr cl) {
     cl->tightQualityLevel = -1;
     cl->turboQualityLevel = -1;
     viewer_t* v = viewer_of(cl);
-    if (v && v->admitted && !v->shown.exchange(true)) v->server->viewer_shown();
+    if (v && v->key >= 0 && !v->shown) {
+        v->shown = true;
+        v->server->viewer_shown(v->key);
+    }
 }
 
 void pointer_event(int buttons, int x, int y, rfbClientPtr cl) {
@@ -286,14 +288,17 @@ cls_vnc_server::~cls_vnc_server() {
     // A viewer's thread may be blocked writing to one that reads nothing, for up
     // to the server's write timeout: shutting the sockets down ends such writes
     // at once, so that the program ends in no time.
-    rfbClientIteratorPtr it = rfbGetClientIterator(s);
-    while (rfbClientPtr cl = rfbClientIteratorNext(it))
-        if (cl->sock != RFB_INVALID_SOCKET) shutdown(cl->sock, SHUT_RDWR);
-    rfbReleaseClientIterator(it);
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        for (auto& entry : m_viewers) shutdown(entry.first, SHUT_RDWR);
+    }
     rfbShutdownServer(s, TRUE);
     free(s->frameBuffer);
     s->frameBuffer = nullptr;
     rfbScreenCleanup(s);
+    // The keys of viewers whose end the server did not report.
+    for (auto& entry : m_viewers) close(entry.first);
+    m_viewers.clear();
     delete m_screen;
     for (char* p : m_passwords) free(p);
     if (m_wake_fd >= 0) close(m_wake_fd);
@@ -334,23 +339,32 @@ void cls_vnc_server::push_input(const input_t& in) {
     (void)written;
 }
 
-bool cls_vnc_server::admit_viewer() {
+int cls_vnc_server::admit_viewer(int sock) {
     std::lock_guard<std::mutex> lock(m_mutex);
-    if (m_viewers >= MAX_VIEWERS) return false;
-    ++m_viewers;
+    if (m_viewers.size() >= static_cast<size_t>(MAX_VIEWERS)) return -1;
+    int key = fcntl(sock, F_DUPFD_CLOEXEC, 0);
+    if (key < 0) return -1;
+    viewer_state_t& state = m_viewers[key];
+    state.since = std::chrono::steady_clock::now();
     ++m_handshaking;
     m_changed.notify_all();
-    return true;
+    return key;
 }
 
-void cls_vnc_server::viewer_gone(bool was_shown) {
+void cls_vnc_server::viewer_gone(int key) {
     std::lock_guard<std::mutex> lock(m_mutex);
-    --m_viewers;
-    if (!was_shown) --m_handshaking;
+    auto it = m_viewers.find(key);
+    if (it == m_viewers.end()) return;
+    if (!it->second.shown) --m_handshaking;
+    m_viewers.erase(it);
+    close(key);
 }
 
-void cls_vnc_server::viewer_shown() {
+void cls_vnc_server::viewer_shown(int key) {
     std::lock_guard<std::mutex> lock(m_mutex);
+    auto it = m_viewers.find(key);
+    if (it == m_viewers.end() || it->second.shown) return;
+    it->second.shown = true;
     --m_handshaking;
 }
 
@@ -362,25 +376,20 @@ void cls_vnc_server::watch_handshakes() {
             m_changed.wait(lock);
             continue;
         }
-        // The client list is walked without the lock: a viewer that goes meanwhile takes it.
-        lock.unlock();
         auto now = std::chrono::steady_clock::now();
         auto next = now + limit;
-        rfbClientIteratorPtr it = rfbGetClientIterator(m_screen->rfb);
-        while (rfbClientPtr cl = rfbClientIteratorNext(it)) {
-            viewer_t* v = viewer_of(cl);
-            if (!v || !v->admitted || v->shown || v->cut_off) continue;
-            if (now - v->since >= limit) {
+        for (auto& entry : m_viewers) {
+            viewer_state_t& v = entry.second;
+            if (v.shown || v.cut_off) continue;
+            if (now - v.since >= limit) {
                 // The viewer's own thread sees the end of its connection and cleans up.
-                v->cut_off = true;
-                if (cl->sock != RFB_INVALID_SOCKET) shutdown(cl->sock, SHUT_RDWR);
-            } else if (v->since + limit < next) {
-                next = v->since + limit;
+                v.cut_off = true;
+                shutdown(entry.first, SHUT_RDWR);
+            } else if (v.since + limit < next) {
+                next = v.since + limit;
             }
         }
-        rfbReleaseClientIterator(it);
-        lock.lock();
-        if (!m_stopping) m_changed.wait_until(lock, next);
+        m_changed.wait_until(lock, next);
     }
 }
 

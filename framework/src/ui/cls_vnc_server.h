@@ -5,7 +5,9 @@
 // so a slow or stuck viewer never holds up the panel.
 #include <cstdint>
 #include <deque>
+#include <chrono>
 #include <condition_variable>
+#include <map>
 #include <mutex>
 #include <thread>
 #include <vector>
@@ -57,13 +59,14 @@ public:
 
     /// Called on the server's threads: queues one input and wakes the GUI loop.
     void push_input(const input_t& in);
-    /// Called on the server's threads: whether one more viewer may connect (and counts it).
-    bool admit_viewer();
-    /// Called on the server's threads when an admitted viewer has gone; `was_shown`:
-    /// it had got a picture.
-    void viewer_gone(bool was_shown);
-    /// Called on the server's threads when an admitted viewer gets its first picture.
-    void viewer_shown();
+    /// Called on the server's threads for a new connection on socket `sock`:
+    /// whether one more viewer may connect. An admitted one gets a key (>= 0) for
+    /// the calls below, else -1.
+    int admit_viewer(int sock);
+    /// Called on the server's threads when the admitted viewer `key` has gone.
+    void viewer_gone(int key);
+    /// Called on the server's threads when the admitted viewer `key` gets a picture.
+    void viewer_shown(int key);
     /// Whether viewer input is ignored.
     bool view_only() const { return m_view_only; }
     /// The served picture's size.
@@ -79,9 +82,16 @@ private:
     int m_wake_fd = -1;
     std::mutex m_mutex;
     std::deque<input_t> m_inputs;
-    int m_viewers = 0;
-    // Admitted viewers that have not had a picture yet, and the thread that
-    // disconnects those that take too long; it sleeps while there are none.
+    // The admitted viewers by key (a duplicate of their socket, so that the
+    // number stays theirs until they have gone), and the thread that
+    // disconnects those that take too long to a picture; it sleeps while every
+    // viewer has had one.
+    struct viewer_state_t {
+        std::chrono::steady_clock::time_point since;
+        bool shown = false;
+        bool cut_off = false;
+    };
+    std::map<int, viewer_state_t> m_viewers;
     int m_handshaking = 0;
     bool m_stopping = false;
     std::condition_variable m_changed;
