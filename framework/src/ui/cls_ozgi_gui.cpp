@@ -29,6 +29,9 @@
 #include "ui/gui_clock.h"
 #include "ui/gui_dump.h"
 #include "ui/gui_loop.h"
+#if OZGI_WITH_VNC
+#include "ui/cls_vnc_server.h"
+#endif
 
 namespace ozgi {
 
@@ -54,7 +57,11 @@ void cls_ozgi_gui::output_help() {
         "  --ozgi-scale=N              enlarge a desktop window N times (default 1)\n"
         "  --ozgi-fullscreen           use the whole display\n"
         "  --ozgi-root=LAYOUT          the root container layout (default \"root_container.xml\")\n"
-        "  --ozgi-first-page=LAYOUT    open LAYOUT first instead of the root container's first page\n");
+        "  --ozgi-first-page=LAYOUT    open LAYOUT first instead of the root container's first page\n"
+        "  --ozgi-vnc=[ADDR:]PORT      also serve the panel over VNC on ADDR (default 127.0.0.1), at most 8 viewers\n"
+        "  --ozgi-vnc-password-file=FILE  VNC: ask viewers for the password on FILE's first line (needed off loopback)\n"
+        "  --ozgi-vnc-web=DIR          VNC: serve the browser page in DIR over HTTP on the same port\n"
+        "  --ozgi-vnc-view-only        VNC: viewers only watch; their input is ignored\n");
 }
 
 void cls_ozgi_gui::post(const cls_ui_event& event) { m_impl->queue.push_back(event); }
@@ -221,6 +228,12 @@ void handle_inputs(impl_t* d) {
         // Events posted by an input's handler come before the next input.
         cls_ozgi_gui::ins()->handle_posted_events();
     }
+#if OZGI_WITH_VNC
+    while (!d->quit && d->vnc && d->vnc->poll_input(&in)) {
+        handle_input(d, in);
+        cls_ozgi_gui::ins()->handle_posted_events();
+    }
+#endif
 }
 
 bool timer_is_live(impl_t* d, cls_timer* t) {
@@ -320,6 +333,9 @@ void repaint(impl_t* d) {
     // One present for the frame: what lies between the rectangles is unchanged in
     // the framebuffer, and a display shows one frame per present.
     d->backend->present(d->framebuffer->begin(), d->width, all);
+#if OZGI_WITH_VNC
+    if (d->vnc) d->vnc->update(d->framebuffer->begin(), d->width, d->painted.data(), static_cast<int>(d->painted.size()));
+#endif
 }
 
 int next_timeout(impl_t* d, int max_wait_ms) {
@@ -364,6 +380,9 @@ void wait_for_activity(impl_t* d, int max_wait_ms) {
     int fds[64];
     int n = 0;
     if (cls_stop_signal::wake_fd() >= 0) fds[n++] = cls_stop_signal::wake_fd();
+#if OZGI_WITH_VNC
+    if (d->vnc) fds[n++] = d->vnc->wake_fd();
+#endif
     n += cls_process::pipe_fds(fds + n, 64 - n);
     d->backend->wait(next_timeout(d, max_wait_ms), fds, n);
     cls_process::pump(0);
@@ -413,6 +432,19 @@ int option_int(const char* name, int fallback) {
     int v = 0;
     if (!parse_number(value, &v)) OZGI_FATAL("Bad value of %s: \"%s\"", name, value.c_str());
     return v;
+}
+
+// Starts serving the panel remotely when the command line asks for it.
+void start_vnc(impl_t* d, const cls_string& title) {
+#if OZGI_WITH_VNC
+    vnc_options_t options;
+    if (cls_vnc_server::read_options(&options)) d->vnc = OZGI_NEW(cls_vnc_server)(options, d->width, d->height, title);
+#else
+    (void)d;
+    (void)title;
+    if (cls_input_args::ins()->has_arg("--ozgi-vnc=", false))
+        OZGI_FATAL("This program was built without the VNC server (OZGI_WITH_VNC), so --ozgi-vnc can't be used.");
+#endif
 }
 
 } // namespace
@@ -473,6 +505,7 @@ int cls_ozgi_gui::start_gui() {
     ozgi_delete(d->framebuffer);
     d->framebuffer = OZGI_NEW(cls_array<uint32_t>)();
     for (int i = 0; i < d->width * d->height; ++i) d->framebuffer->append(0xff000000u);
+    start_vnc(d, title);
 
     d->root = root;
     cls_root_container::set_ins(root);
@@ -499,6 +532,10 @@ int cls_ozgi_gui::start_gui() {
         cls_mem_mgr::permanent_scope_t permanent;
         d->backend = cls_sp<if_display_backend>();
     }
+#if OZGI_WITH_VNC
+    ozgi_delete(d->vnc);
+    d->vnc = nullptr;
+#endif
     ozgi_delete(d->framebuffer);
     d->framebuffer = nullptr;
     d->width = d->height = 0;

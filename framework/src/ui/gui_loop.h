@@ -14,6 +14,8 @@
 
 namespace ozgi {
 
+class cls_vnc_server;
+
 struct cls_ozgi_gui::impl_t {
     cls_sp<if_display_backend> backend;
     cls_root_container* root = nullptr;
@@ -29,6 +31,8 @@ struct cls_ozgi_gui::impl_t {
     std::vector<cls_rect> dirty;
     std::vector<cls_rect> painted;
     bool quit = false;
+    // Serves the picture to remote viewers and takes their input (--ozgi-vnc); null when off.
+    cls_vnc_server* vnc = nullptr;
     // The automation script.
     std::istream* script = nullptr;
     int script_line = 0;
