@@ -21,7 +21,7 @@ def log(text):
 # the program is linked with: EGL (through glvnd, with Mesa's vendor), GLES 2
 # for its renderer, GBM, and Mesa's DRI drivers (kms_swrast for a display
 # without a GPU driver of its own).
-KMSDRM_PACKAGES = ['libegl1', 'libegl-mesa0', 'libgles2', 'libgbm1', 'libgl1-mesa-dri']
+KMSDRM_PACKAGES = ['libegl1', 'libegl-mesa0', 'libgles2', 'libgl1', 'libgbm1', 'libgl1-mesa-dri']
 
 
 def package_relations():
@@ -361,12 +361,36 @@ def check_output_flood(ctx):
     ctx.expect('flood_root')
 
 
+
+def check_kmsdrm_names_a_missing_library(ctx):
+    """Without libGL SDL's KMSDRM display would stay black, saying nothing:
+    vesk ends with a message naming the library and its package."""
+    if ctx.backend != 'sdl-kmsdrm':
+        return 'only for sdl-kmsdrm'
+    if ctx.vesk_alive():
+        ctx.board.sh('kill -TERM $(cat /tmp/vesk.pid)')
+        wait_ended(ctx)
+    lib = ctx.board.sh('ls /usr/lib/*/libGL.so.1')[1].strip()
+    ctx.board.sh('mv %s /tmp/libGL.so.1' % lib)
+    try:
+        ctx.start_vesk()
+        wait_ended(ctx)
+        log = ctx.vesk_log()
+    finally:
+        ctx.board.sh('mv /tmp/libGL.so.1 %s' % lib)
+    want = "Can't draw through SDL's KMSDRM driver: missing libGL.so.1 (libgl1)."
+    if want not in log:
+        raise vm.board_error('no message naming libGL; vesk said:\n' + log[-800:])
+
+
+
 # Checks run only when --only names them.
 OPT_IN = [check_output_flood]
 
 CHECKS = [check_first_frame, check_tablet_tap, check_keys, check_drag, check_multitouch,
           check_usb_tablet_hotplug, check_console_keys, check_exit_restores_console,
-          check_sigterm_restores_console, check_sigkill_restores_console, check_output_flood]
+          check_sigterm_restores_console, check_sigkill_restores_console, check_kmsdrm_names_a_missing_library,
+          check_output_flood]
 
 
 def run_all(arch, backend, kernel, initrd, info, work, memory, only):
@@ -386,7 +410,10 @@ def run_all(arch, backend, kernel, initrd, info, work, memory, only):
                 continue
             t0 = time.time()
             try:
-                check(ctx)
+                why = check(ctx)
+                if why:
+                    log('%s/%s: SKIP %s (%s)' % (arch, backend, name, why))
+                    continue
                 log('%s/%s: PASS %s (%.1f s)' % (arch, backend, name, time.time() - t0))
             except (vm.board_error, AssertionError) as e:
                 log('%s/%s: FAIL %s: %s' % (arch, backend, name, e))
