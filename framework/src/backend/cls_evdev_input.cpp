@@ -17,10 +17,6 @@
 #include "ozgi/cls_log.h"
 #include "ozgi/cls_mem_mgr.h"
 
-// The kernel's names of two key codes are the framework's names of two input types.
-#undef KEY_UP
-#undef KEY_DOWN
-
 namespace ozgi {
 
 struct cls_evdev_input::device_t {
@@ -183,6 +179,20 @@ bool cls_evdev_input::open(const cls_string& paths, bool scan, const range_t& fa
     return true;
 }
 
+bool cls_evdev_input::open(const display_options_t& options, int panel_w, int panel_h, cls_string* error) {
+    cls_string inputs, range_text;
+    bool named = options.value("--ozgi-input=", &inputs);
+    range_t range;
+    if (options.value("--ozgi-input-range=", &range_text) && !parse_range(range_text, &range)) {
+        cls_string reason;
+        if (error)
+            *error = reason.print("Bad --ozgi-input-range=%s (XMIN:XMAX:YMIN:YMAX, the minimum and maximum different).",
+                                  range_text.c_str());
+        return false;
+    }
+    return open(inputs, !named, range, panel_w, panel_h, error);
+}
+
 void cls_evdev_input::close_all() {
     for (device_t* dev : m_devices) {
         ::close(dev->fd);
@@ -242,7 +252,7 @@ bool cls_evdev_input::translate(device_t* dev, const input_event& e, input_t* ou
         }
         if (!evdev_is_key(e.code)) return false;
         *out = input_t();
-        out->type = e.value == 0 ? input_t::KEY_UP : input_t::KEY_DOWN;
+        out->type = e.value == 0 ? input_t::KEY_RELEASE : input_t::KEY_PRESS;
         out->key_name = evdev_key_name(e.code);
         out->repeat = e.value == 2;
         return true;

@@ -195,7 +195,7 @@ void handle_input(impl_t* d, const input_t& in) {
         top->on_touch_event(e);
         break;
     }
-    case input_t::KEY_DOWN: {
+    case input_t::KEY_PRESS: {
         // Pages act when a key goes down; its release means nothing to them and is
         // not passed on. A held key repeats only when it moves the focus: a held
         // select or back key must not click or close page after page.
@@ -407,14 +407,6 @@ void end_gui_at_once() {
     }
 }
 
-int option_int(const char* name, int fallback) {
-    cls_string value;
-    if (!cls_input_args::ins()->has_arg(name, false, &value)) return fallback;
-    int v = 0;
-    if (!parse_number(value, &v)) OZGI_FATAL("Bad value of %s: \"%s\"", name, value.c_str());
-    return v;
-}
-
 } // namespace
 
 int cls_ozgi_gui::start_gui() {
@@ -432,16 +424,14 @@ int cls_ozgi_gui::start_gui() {
     g_running = d;
     cls_stop_signal::set_cleanup(&end_gui_at_once);
 
-    cls_string video = default_display_backend(), script, font, root_name = "root_container.xml", first_page;
-    args->has_arg("--ozgi-video=", false, &video);
+    cls_string script, font, root_name = "root_container.xml", first_page;
     bool has_script = args->has_arg("--ozgi-script=", false, &script);
     if (args->has_arg("--ozgi-font=", false, &font)) cls_font_mgr::ins()->set_font_paths(font);
     args->has_arg("--ozgi-root=", false, &root_name);
     args->has_arg("--ozgi-first-page=", false, &first_page);
-    int rotate = option_int("--ozgi-rotate=", 0);
-    int scale = option_int("--ozgi-scale=", 1);
-    bool fullscreen = args->has_arg("--ozgi-fullscreen", true);
-    d->rotate = rotate;
+    display_options_t display;
+    cls_string error;
+    if (!display_options_t::from_args(args->args(), &display, &error)) OZGI_FATAL("%s", error.c_str());
 
     std::ifstream script_file;
     if (has_script) {
@@ -465,11 +455,9 @@ int cls_ozgi_gui::start_gui() {
     d->width = root->screen_width();
     d->height = root->screen_height();
 
-    cls_string error;
-    d->backend = create_display_backend(video, rotate, scale, fullscreen, &error);
-    if (d->backend.is_null()) OZGI_FATAL("Can't use the display %s: %s", video.c_str(), error.c_str());
     cls_string title = root->window_title().is_empty() ? cls_string("ozgi") : root->window_title();
-    if (!d->backend->open(d->width, d->height, title, &error)) OZGI_FATAL("Can't open the display: %s", error.c_str());
+    d->backend = open_display_backend(display, d->width, d->height, title, &error);
+    if (d->backend.is_null()) OZGI_FATAL("%s", error.c_str());
     ozgi_delete(d->framebuffer);
     d->framebuffer = OZGI_NEW(cls_array<uint32_t>)();
     for (int i = 0; i < d->width * d->height; ++i) d->framebuffer->append(0xff000000u);
