@@ -52,8 +52,8 @@ TEST(backend, rejects_bad_choices) {
     // A build without SDL does not offer it.
     cls_string ignored;
     bool have_sdl = create_display_backend(options_for("sdl", 0), &ignored).is_not_null();
-    EXPECT_STREQ(error.c_str(), have_sdl ? "Unknown video backend \"x11\" (sdl, fbdev or headless)."
-                                         : "Unknown video backend \"x11\" (fbdev or headless).");
+    EXPECT_STREQ(error.c_str(), have_sdl ? "Unknown video backend \"x11\" (sdl, drm, fbdev or headless)."
+                                         : "Unknown video backend \"x11\" (drm, fbdev or headless).");
     EXPECT_TRUE(create_display_backend(options_for("headless", 45), &error).is_null());
     EXPECT_STREQ(error.c_str(), "Unsupported rotation 45 (0, 90, 180 or 270).");
     if (have_sdl) {

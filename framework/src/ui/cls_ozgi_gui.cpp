@@ -42,17 +42,20 @@ cls_ozgi_gui::cls_ozgi_gui() : m_impl(new impl_t()) {}
 void cls_ozgi_gui::output_help() {
     std::printf(
         "Framework options:\n"
-        "  --ozgi-video=sdl|fbdev|headless  display: an SDL window, or full screen on a device (sdl, the default), a Linux framebuffer with evdev input (fbdev, the default when built without SDL), or no display at all (headless)\n"
+        "  --ozgi-video=NAME[,NAME...]  display, or several tried in order (e.g. drm,fbdev,sdl): an SDL window, or full screen on a device (sdl, the default), the kernel's mode setting with evdev input (drm, then fbdev: the default when built without SDL), a Linux framebuffer with evdev input (fbdev), or no display at all (headless)\n"
+        "  --ozgi-drm=PATH             drm: the display card (default: the first /dev/dri/card* with a connected output)\n"
+        "  --ozgi-drm-connector=NAME   drm: the output to drive, e.g. HDMI-A-1 or DSI-1 (default: the first connected one)\n"
+        "  --ozgi-drm-format=XRGB8888|RGB565  drm: the buffers' pixel format (default XRGB8888, else RGB565)\n"
         "  --ozgi-fbdev=PATH           fbdev: the framebuffer device (default /dev/fb0)\n"
         "  --ozgi-fb-geometry=WxH:BPP[:STRIDE]  fbdev, a testing aid: the geometry of a regular file standing in for the framebuffer (BPP 16, 24 or 32)\n"
-        "  --ozgi-input=PATH[,PATH...] fbdev: the evdev input devices (default: every /dev/input/event* that is a touch screen or has keys)\n"
-        "  --ozgi-input-range=XMIN:XMAX:YMIN:YMAX  fbdev: the raw touch coordinates at the panel's edges, for a device that cannot tell them\n"
+        "  --ozgi-input=PATH[,PATH...] drm, fbdev: the evdev input devices (default: every /dev/input/event* that is a touch screen or has keys)\n"
+        "  --ozgi-input-range=XMIN:XMAX:YMIN:YMAX  drm, fbdev: the raw touch coordinates at the panel's edges, for a device that cannot tell them\n"
         "  --ozgi-script=FILE          run automation commands from FILE (\"-\": standard input) once the first page is shown\n"
         "  --ozgi-lang=zh_CN           start in Simplified Chinese instead of English (en_US)\n"
         "  --ozgi-font=PATH[:PATH...]  font files to use, in fallback order, instead of those fontconfig finds\n"
         "  --ozgi-rotate=0|90|180|270  turn the picture clockwise on the panel (touches are turned back)\n"
-        "  --ozgi-scale=N              enlarge a desktop window N times (default 1)\n"
-        "  --ozgi-fullscreen           use the whole display\n"
+        "  --ozgi-scale=N              sdl: enlarge a desktop window N times (default 1)\n"
+        "  --ozgi-fullscreen           sdl: use the whole display\n"
         "  --ozgi-root=LAYOUT          the root container layout (default \"root_container.xml\")\n"
         "  --ozgi-first-page=LAYOUT    open LAYOUT first instead of the root container's first page\n");
 }
