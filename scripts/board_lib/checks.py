@@ -79,7 +79,108 @@ def check_first_frame(ctx):
     ctx.figures['start_to_first_frame_s'] = time.time() - t0
 
 
-CHECKS = [check_first_frame]
+# Where the root menu's items are (the headless dump of the board's menu).
+LONG_MENU_ITEM = (320, 200)
+OPTION_BUTTON = (560, 48)
+EXIT_ITEM = (320, 270)
+DRAG = (320, 700, 320, 300, 10)
+
+
+def drag_script(x0, y0, x1, y1, steps):
+    """The automation lines of the drag board_t.drag makes."""
+    lines = ['press %d %d' % (x0, y0)]
+    for i in range(1, steps + 1):
+        lines.append('move %d %d' % (x0 + (x1 - x0) * i // steps, y0 + (y1 - y0) * i // steps))
+    lines.append('release %d %d' % (x1, y1))
+    return lines
+
+
+# The automation lines that lead to what the board shows now; the checks of
+# input add to them, later checks compare with them.
+INPUT_STEPS = []
+
+
+def check_keys_taps_drags(ctx):
+    """A key moves the focus, a tap opens a menu, a drag scrolls it, a key goes
+    back: after each the board shows what the headless program shows."""
+    steps = []
+    ctx.board.key('down')
+    steps.append('key Down')
+    ctx.expect_screen('key_down', ctx.reference('key_down', steps))
+    ctx.board.tap(*LONG_MENU_ITEM)
+    steps.append('tap %d %d' % LONG_MENU_ITEM)
+    ctx.expect_screen('tap', ctx.reference('tap', steps))
+    ctx.board.drag(*DRAG)
+    steps += drag_script(*DRAG)
+    ctx.expect_screen('drag', ctx.reference('drag', steps))
+    ctx.board.key('esc')
+    steps.append('key Escape')
+    ctx.expect_screen('key_back', ctx.reference('key_back', steps))
+    INPUT_STEPS[:] = steps
+
+
+def check_terminal_switch(ctx):
+    """drm: switching to another terminal and back repaints the whole picture."""
+    if ctx.backend != 'drm':
+        log('%s: terminal switching is the drm backend\'s' % ctx.backend)
+        return
+    ref = ctx.reference('now', INPUT_STEPS) if INPUT_STEPS else ctx.reference('root', [])
+    before = ctx.board.screendump('vt-before.ppm')
+    ctx.board.sh('chvt 2')
+    away = ctx.board.wait_frame(changed_from=before, timeout=20)
+    if pictures.differences(away, before)[0] == 0:
+        raise vm.board_error('chvt 2 left vesk\'s picture on the screen')
+    if not ctx.vesk_alive():
+        raise vm.board_error('vesk ended on the switch away: ' + ctx.vesk_log()[-600:])
+    t0 = time.time()
+    ctx.board.sh('chvt 1')
+    ctx.expect_screen('terminal_back', ref, timeout=30)
+    ctx.figures['vt_back_to_picture_s'] = time.time() - t0
+
+
+def console_is_back(ctx, how):
+    """After vesk ended: the console prints on the screen again."""
+    st, _ = ctx.board.sh('i=0; while kill -0 $(cat /tmp/vesk.pid) 2>/dev/null && [ $i -lt 100 ]; do '
+                         'sleep 0.1; i=$((i+1)); done; ! kill -0 $(cat /tmp/vesk.pid) 2>/dev/null', check=False)
+    if st != 0:
+        raise vm.board_error('vesk did not end after %s' % how)
+    before = ctx.board.wait_frame(settle=0.5, timeout=10)
+    ctx.board.sh('printf "\\033[2J\\033[Hconsole back after %s\\n" > /dev/tty1' % how)
+    after = ctx.board.wait_frame(changed_from=before, timeout=10)
+    if pictures.differences(after, before)[0] == 0:
+        raise vm.board_error('after %s the console does not print on the screen' % how)
+
+
+def restart(ctx):
+    ctx.board.sh(backends.command(ctx.backend))
+    ctx.expect_screen('restart', ctx.reference('root', []), timeout=120)
+
+
+def check_console_after_exit(ctx):
+    """Exit vesk from its option page: the console comes back."""
+    ctx.board.tap(*OPTION_BUTTON)
+    ctx.board.wait_frame(changed_from=ctx.reference('root', []), timeout=20)
+    ctx.board.tap(*EXIT_ITEM)
+    console_is_back(ctx, 'Exit')
+    restart(ctx)
+
+
+def check_console_after_sigterm(ctx):
+    """SIGTERM: vesk ends and the console comes back."""
+    ctx.board.sh('kill -TERM $(cat /tmp/vesk.pid)')
+    console_is_back(ctx, 'SIGTERM')
+    restart(ctx)
+
+
+def check_console_after_sigkill(ctx):
+    """SIGKILL: the console comes back all the same."""
+    ctx.board.sh('kill -KILL $(cat /tmp/vesk.pid)')
+    console_is_back(ctx, 'SIGKILL')
+    restart(ctx)
+
+
+CHECKS = [check_first_frame, check_keys_taps_drags, check_terminal_switch, check_console_after_exit,
+          check_console_after_sigterm, check_console_after_sigkill]
 
 
 def run_all(arch, backend, kernel, initrd, info, work, memory, only):

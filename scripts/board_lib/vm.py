@@ -163,8 +163,10 @@ class board_t:
             '-accel', 'tcg', '-smp', '1', '-m', str(memory), '-nographic', '-no-reboot',
             '-kernel', kernel, '-initrd', initrd, '-append', cmdline.strip(),
             '-device', 'virtio-gpu-pci,xres=640,yres=800,id=gpu0',
-            '-device', 'virtio-tablet-pci,id=tablet0',
-            '-device', 'virtio-keyboard-pci,id=keyboard0',
+            # Bound to the display, so that QMP input sent to it reaches them
+            # (and not the machine's PS/2 mouse and keyboard).
+            '-device', 'virtio-tablet-pci,id=tablet0,display=gpu0',
+            '-device', 'virtio-keyboard-pci,id=keyboard0,display=gpu0',
             '-device', 'qemu-xhci,id=xhci',
             '-qmp', 'unix:%s,server=on,wait=off' % self.qmp_path,
             '-chardev', 'socket,id=ser0,path=%s,server=on,wait=off' % self.serial_path,
@@ -227,19 +229,19 @@ class board_t:
     def _btn(self, down):
         return [{'type': 'btn', 'data': {'down': down, 'button': 'left'}}]
 
-    def pointer(self, events, device='tablet0'):
+    def pointer(self, events, device='gpu0'):
         args = {'events': events}
         if device:
             args['device'] = device
         self.qmp.cmd('input-send-event', **args)
 
-    def tap(self, x, y, device='tablet0'):
+    def tap(self, x, y, device='gpu0'):
         self.pointer(self._abs(x, y), device)
         self.pointer(self._btn(True), device)
         time.sleep(0.05)
         self.pointer(self._btn(False), device)
 
-    def drag(self, x0, y0, x1, y1, steps=10, device='tablet0'):
+    def drag(self, x0, y0, x1, y1, steps=10, device='gpu0'):
         self.pointer(self._abs(x0, y0), device)
         self.pointer(self._btn(True), device)
         for i in range(1, steps + 1):
@@ -247,7 +249,7 @@ class board_t:
             time.sleep(0.03)
         self.pointer(self._btn(False), device)
 
-    def key(self, qcode, device='keyboard0'):
+    def key(self, qcode, device='gpu0'):
         """Presses and releases one key (a QEMU qcode: 'down', 'ret', 'esc'...)."""
         for down in (True, False):
             ev = [{'type': 'key', 'data': {'down': down, 'key': {'type': 'qcode', 'data': qcode}}}]

@@ -182,7 +182,11 @@ bool cls_evdev_input::add(const char* path, bool only_if_useful) {
     dev->fd = fd;
     dev->path = path;
     input_absinfo slots{};
-    if (::ioctl(fd, EVIOCGABS(ABS_MT_SLOT), &slots) == 0 && slots.maximum >= 0)
+    // The kernel answers EVIOCGABS for any axis, with zeros for one the device
+    // lacks: only a device that has slots is asked how many.
+    unsigned long abs_bits[BITS_FOR(ABS_MAX)] = {};
+    if (::ioctl(fd, EVIOCGBIT(EV_ABS, sizeof abs_bits), abs_bits) >= 0 && test_bit(abs_bits, ABS_MT_SLOT) &&
+        ::ioctl(fd, EVIOCGABS(ABS_MT_SLOT), &slots) == 0 && slots.maximum >= 0)
         dev->slots = std::min(slots.maximum + 1, static_cast<int>(cls_evdev_decoder::MAX_SLOTS));
     dev->decoder.setup(axis_range(fd, ABS_X, ABS_Y, m_fallback),
                        axis_range(fd, ABS_MT_POSITION_X, ABS_MT_POSITION_Y, m_fallback), m_panel_w, m_panel_h);
