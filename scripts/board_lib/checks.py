@@ -179,8 +179,46 @@ def check_console_after_sigkill(ctx):
     restart(ctx)
 
 
+def uptime(ctx):
+    return float(ctx.board.sh('cut -d" " -f1 /proc/uptime')[1].split()[-1])
+
+
+def timed_run(ctx, name, lines):
+    """Seconds a run of vesk takes with the automation `lines` (then quit)."""
+    path = '/tmp/%s.ozs' % name
+    ctx.board.sh("printf '%%s\\n' %s > %s" % (' '.join("'%s'" % l for l in lines + ['quit']), path))
+    cmd = backends.command(ctx.backend, extra=['--ozgi-script=' + path]).replace(' & echo $! >/tmp/vesk.pid', '')
+    t0 = uptime(ctx)
+    ctx.board.sh(cmd.replace('exec ', '').lstrip('(').rstrip(')'), timeout=600)
+    return uptime(ctx) - t0
+
+
+def check_figures(ctx):
+    """Figures, not checks: the idle CPU of a running vesk, and the time a focus
+    move and a full repaint (a page opened or closed) take, from runs of 100
+    of each less a run that only starts and ends."""
+    if not ctx.vesk_alive():
+        restart(ctx)
+    pid = ctx.board.sh('cat /tmp/vesk.pid')[1].split()[-1]
+    ticks = "awk '{print $14+$15}' /proc/%s/stat" % pid
+    hz = 100.0
+    a = int(ctx.board.sh(ticks)[1].split()[-1])
+    t0 = uptime(ctx)
+    time.sleep(10)
+    b = int(ctx.board.sh(ticks)[1].split()[-1])
+    ctx.figures['idle_cpu_percent'] = 100.0 * (b - a) / hz / (uptime(ctx) - t0)
+    ctx.board.sh('kill -TERM %s; while kill -0 %s 2>/dev/null; do sleep 0.1; done' % (pid, pid))
+    base = timed_run(ctx, 'base', [])
+    focus = timed_run(ctx, 'focus', ['key Down', 'wait 1', 'key Up', 'wait 1'] * 50)
+    pages = timed_run(ctx, 'pages', ['tap %d %d' % LONG_MENU_ITEM, 'wait 1', 'key Escape', 'wait 1'] * 50)
+    ctx.figures['focus_move_ms'] = (focus - base) * 1000.0 / 100
+    ctx.figures['full_repaint_ms'] = (pages - base) * 1000.0 / 100
+    ctx.figures['start_and_quit_s'] = base
+    restart(ctx)
+
+
 CHECKS = [check_first_frame, check_keys_taps_drags, check_terminal_switch, check_console_after_exit,
-          check_console_after_sigterm, check_console_after_sigkill]
+          check_console_after_sigterm, check_console_after_sigkill, check_figures]
 
 
 def run_all(arch, backend, kernel, initrd, info, work, memory, only):
