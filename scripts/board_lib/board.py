@@ -37,7 +37,7 @@ def prepare(arch, backend_names, work):
     program = build_program(arch)
     menu_dir = menu.make(os.path.join(work, 'menu'))
     helper = helpers.build_mtouch(arch, work)
-    extra = [('/usr/bin/mtouch', helper)]
+    extra = [('/usr/bin/mtouch', helper), ('/usr/bin/kdmode', helpers.build(arch, work, 'kdmode'))]
     trees = []
     for name in backend_names:
         e, t = checks.image_extras(arch, name)
@@ -57,7 +57,7 @@ def main(argv):
     p.add_argument('--test', action='store_true', help='run the checks, then stop the VM')
     p.add_argument('--memory', type=int, default=512, help='the VM memory in MB')
     p.add_argument('--only', default='', help='comma-separated names of the checks to run')
-    p.add_argument('backends', nargs='*', help='fbdev, sdl-kmsdrm (default: all)')
+    p.add_argument('backends', nargs='*', help='drm, fbdev, sdl-kmsdrm (default: all)')
     a = p.parse_intermixed_args(argv)
     names = a.backends or list(backends.BACKENDS)
     for n in names:

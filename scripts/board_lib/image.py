@@ -183,12 +183,17 @@ mkdir -p /dev/pts /tmp /run
 mount -t devpts devpts /dev/pts
 mount -t tmpfs tmp /tmp
 while read m; do insmod "$m" 2>/dev/null; done < /etc/modules.list
+# Keys the console sees: Ctrl+Alt+Del reboots at once (as on a board whose init
+# reboots on it), so a key that leaks to the console shows.
+echo 1 > /proc/sys/kernel/ctrl-alt-del
 # The devices appear as their drivers bind: wait for the display and inputs.
 i=0; while [ ! -e /dev/fb0 ] && [ $i -lt 100 ]; do sleep 0.1; i=$((i+1)); done
 export HOME=/root PATH=/bin:/usr/bin
 mkdir -p /root
 echo "board: up $(cut -d' ' -f1 /proc/uptime)"
-exec sh
+# The serial shell; init must not end, so a shell that exits is started again.
+trap '' PIPE
+while true; do sh; done
 '''
 
 

@@ -118,6 +118,7 @@ class serial_shell_t(serial_t):
     def run(self, command, timeout=60, check=True):
         self.count += 1
         tag = 'END%d' % self.count
+        self.log.write(('\n[board sh %d] %s\n' % (self.count, command)).encode())
         self.sock.sendall(('%s; echo "@@%s@$?@@"\n' % (command, tag)).encode())
         rx = re.compile((r'@@%s@(\d+)@@' % tag).encode())
         deadline = time.time() + timeout
@@ -163,10 +164,8 @@ class board_t:
             '-accel', 'tcg', '-smp', '1', '-m', str(memory), '-nographic', '-no-reboot',
             '-kernel', kernel, '-initrd', initrd, '-append', cmdline.strip(),
             '-device', 'virtio-gpu-pci,xres=640,yres=800,id=gpu0',
-            # Bound to the display, so that QMP input sent to it reaches them
-            # (and not the machine's PS/2 mouse and keyboard).
-            '-device', 'virtio-tablet-pci,id=tablet0,display=gpu0',
-            '-device', 'virtio-keyboard-pci,id=keyboard0,display=gpu0',
+            '-device', 'virtio-tablet-pci,id=tablet0',
+            '-device', 'virtio-keyboard-pci,id=keyboard0',
             '-device', 'qemu-xhci,id=xhci',
             '-qmp', 'unix:%s,server=on,wait=off' % self.qmp_path,
             '-chardev', 'socket,id=ser0,path=%s,server=on,wait=off' % self.serial_path,
@@ -183,7 +182,7 @@ class board_t:
     def wait_booted(self, timeout=240):
         """Waits for the init script's shell; returns the seconds since start."""
         self.serial.wait_for(rb'board: up [0-9.]+', timeout)
-        self.serial.run('stty -echo 2>/dev/null; true', check=False)
+        self.serial.run("stty -echo 2>/dev/null; PS1=''", check=False)
         return time.time() - self.started
 
     def sh(self, command, timeout=60, check=True):
@@ -229,19 +228,21 @@ class board_t:
     def _btn(self, down):
         return [{'type': 'btn', 'data': {'down': down, 'button': 'left'}}]
 
-    def pointer(self, events, device='gpu0'):
+    def pointer(self, events, device=None):
+        """Sends pointer events to the active tablet, or with `device` (a
+        display's id) to the tablet bound to that display."""
         args = {'events': events}
         if device:
             args['device'] = device
         self.qmp.cmd('input-send-event', **args)
 
-    def tap(self, x, y, device='gpu0'):
+    def tap(self, x, y, device=None):
         self.pointer(self._abs(x, y), device)
         self.pointer(self._btn(True), device)
         time.sleep(0.05)
         self.pointer(self._btn(False), device)
 
-    def drag(self, x0, y0, x1, y1, steps=10, device='gpu0'):
+    def drag(self, x0, y0, x1, y1, steps=10, device=None):
         self.pointer(self._abs(x0, y0), device)
         self.pointer(self._btn(True), device)
         for i in range(1, steps + 1):
@@ -249,7 +250,7 @@ class board_t:
             time.sleep(0.03)
         self.pointer(self._btn(False), device)
 
-    def key(self, qcode, device='gpu0'):
+    def key(self, qcode, device=None):
         """Presses and releases one key (a QEMU qcode: 'down', 'ret', 'esc'...)."""
         for down in (True, False):
             ev = [{'type': 'key', 'data': {'down': down, 'key': {'type': 'qcode', 'data': qcode}}}]

@@ -181,11 +181,11 @@ bool cls_evdev_input::add(const char* path, bool only_if_useful) {
     device_t* dev = OZGI_NEW(device_t)();
     dev->fd = fd;
     dev->path = path;
+    // The kernel answers EVIOCGABS for any axis of a device with some: only
+    // one that has ABS_MT_SLOT has slots.
+    unsigned long abs[BITS_FOR(ABS_MAX)] = {};
     input_absinfo slots{};
-    // The kernel answers EVIOCGABS for any axis, with zeros for one the device
-    // lacks: only a device that has slots is asked how many.
-    unsigned long abs_bits[BITS_FOR(ABS_MAX)] = {};
-    if (::ioctl(fd, EVIOCGBIT(EV_ABS, sizeof abs_bits), abs_bits) >= 0 && test_bit(abs_bits, ABS_MT_SLOT) &&
+    if (::ioctl(fd, EVIOCGBIT(EV_ABS, sizeof abs), abs) >= 0 && test_bit(abs, ABS_MT_SLOT) &&
         ::ioctl(fd, EVIOCGABS(ABS_MT_SLOT), &slots) == 0 && slots.maximum >= 0)
         dev->slots = std::min(slots.maximum + 1, static_cast<int>(cls_evdev_decoder::MAX_SLOTS));
     dev->decoder.setup(axis_range(fd, ABS_X, ABS_Y, m_fallback),
