@@ -302,6 +302,28 @@ def check_terminal_switch(ctx):
     ctx.figures['vt_back_to_picture_s'] = time.time() - t0
 
 
+def check_display_held(ctx):
+    """drm: a second vesk finds the display held by the first, says so naming
+    it (from debugfs), and ends without disturbing the first one's picture."""
+    if ctx.backend != 'drm':
+        log('%s: the display master is checked on drm only' % ctx.backend)
+        return
+    ctx.board.sh('mountpoint -q /sys/kernel/debug || mount -t debugfs none /sys/kernel/debug', check=False)
+    pid = ctx.board.sh('cat /tmp/vesk.pid')[1].split()[-1]
+    b = backends.BACKENDS[ctx.backend]
+    cmd = ' '.join(['/usr/bin/vesk', '--dir=/menu', backends.FONT_OPTION] + b.options +
+                   ['</dev/null', '>/tmp/second.log', '2>&1'])
+    st, _ = ctx.board.sh(cmd, check=False)
+    text = ctx.board.sh('cat /tmp/second.log', check=False)[1]
+    expected = ('The display card /dev/dri/card0 is held by another program (vesk (pid %s)); stop it first.'
+                % pid)
+    if st == 0 or expected not in text:
+        raise vm.board_error('a second vesk (status %d) said: %s' % (st, text[-600:]))
+    if not ctx.vesk_alive():
+        raise vm.board_error('the first vesk ended')
+    ctx.expect('display_held_same_frame')
+
+
 def uptime(ctx):
     return float(ctx.board.sh('cut -d" " -f1 /proc/uptime')[1].split()[-1])
 
@@ -347,8 +369,9 @@ def check_figures(ctx):
 
 
 CHECKS = [check_first_frame, check_tablet_tap, check_keys, check_drag, check_multitouch,
-          check_usb_tablet_hotplug, check_console_keys, check_terminal_switch, check_exit_restores_console,
-          check_sigterm_restores_console, check_sigkill_restores_console, check_figures]
+          check_usb_tablet_hotplug, check_console_keys, check_terminal_switch, check_display_held,
+          check_exit_restores_console, check_sigterm_restores_console, check_sigkill_restores_console,
+          check_figures]
 
 
 def run_all(arch, backend, kernel, initrd, info, work, memory, only):
