@@ -10,15 +10,53 @@ import time
 
 from . import arches, backends, pictures, vm
 
+HERE = os.path.dirname(os.path.abspath(__file__))
+
 
 def log(text):
     print('board: ' + text, flush=True)
 
 
+# What SDL's KMSDRM driver loads at run time (dlopen), beyond the libraries
+# the program is linked with: EGL (through glvnd, with Mesa's vendor), GLES 2
+# for its renderer, GBM, and Mesa's DRI drivers (kms_swrast for a display
+# without a GPU driver of its own).
+KMSDRM_PACKAGES = ['libegl1', 'libegl-mesa0', 'libgles2', 'libgl1', 'libgbm1', 'libgl1-mesa-dri']
+
+
+def package_relations():
+    """The packages the .deb depends on and recommends (cmake/package.cmake)."""
+    import re
+    text = open(os.path.join(os.path.dirname(os.path.dirname(HERE)), 'cmake', 'package.cmake')).read()
+    names = []
+    for field in ('DEPENDS', 'RECOMMENDS'):
+        m = re.search(r'CPACK_DEBIAN_PACKAGE_%s "([^"]*)"' % field, text)
+        if m:
+            names += [n.strip().split()[0] for n in m.group(1).split(',') if n.strip()]
+    return names
+
+
+def package_files(package):
+    r = subprocess.run(['dpkg-query', '-L', package], capture_output=True, text=True)
+    return [f for f in r.stdout.splitlines() if os.path.isfile(f) and '/share/doc/' not in f and
+            '/lintian/' not in f and '/bug/' not in f and '/man/' not in f]
+
+
 def image_extras(arch, backend):
-    """(programs, trees) a backend adds to the image beyond the program's own
-    library closure."""
-    return [], []
+    """(libraries, data files) a backend adds to the image beyond the
+    program's own library closure, as (image path, host path)."""
+    if backend != 'sdl-kmsdrm':
+        return [], []
+    if not arches.ARCHES[arch].native:
+        raise vm.board_error('sdl-kmsdrm is made only for the build machine\'s architecture so far')
+    elves, files = [], []
+    skip = ('fonts-', 'fontconfig', 'adb')
+    for pkg in package_relations() + KMSDRM_PACKAGES:
+        if pkg.startswith(skip):
+            continue
+        for f in package_files(pkg):
+            (elves if '.so' in os.path.basename(f) else files).append((f, f))
+    return elves, files
 
 
 class context_t:
@@ -287,8 +325,7 @@ def check_terminal_switch(ctx):
     """drm: switching to another terminal and back (chvt from the serial
     shell) lets go of the display and takes it back with a full repaint."""
     if ctx.backend != 'drm':
-        log('%s: terminal switching is checked on drm only' % ctx.backend)
-        return
+        return 'only for drm'
     before = ctx.board.screendump('vt-before.ppm')
     ctx.board.sh('chvt 2')
     away = ctx.board.wait_frame(changed_from=before, timeout=20)
@@ -306,8 +343,7 @@ def check_display_held(ctx):
     """drm: a second vesk finds the display held by the first, says so naming
     it (from debugfs), and ends without disturbing the first one's picture."""
     if ctx.backend != 'drm':
-        log('%s: the display master is checked on drm only' % ctx.backend)
-        return
+        return 'only for drm'
     ctx.board.sh('mountpoint -q /sys/kernel/debug || mount -t debugfs none /sys/kernel/debug', check=False)
     pid = ctx.board.sh('cat /tmp/vesk.pid')[1].split()[-1]
     b = backends.BACKENDS[ctx.backend]
@@ -368,10 +404,31 @@ def check_figures(ctx):
     ctx.figures['full_repaint_ms'] = (long_ - short) * 1000.0 / 200
 
 
+def check_kmsdrm_names_a_missing_library(ctx):
+    """Without libGL SDL's KMSDRM display would stay black, saying nothing:
+    vesk ends with a message naming the library and its package."""
+    if ctx.backend != 'sdl-kmsdrm':
+        return 'only for sdl-kmsdrm'
+    if ctx.vesk_alive():
+        ctx.board.sh('kill -TERM $(cat /tmp/vesk.pid)')
+        wait_ended(ctx)
+    lib = ctx.board.sh('ls /usr/lib/*/libGL.so.1')[1].strip()
+    ctx.board.sh('mv %s /tmp/libGL.so.1' % lib)
+    try:
+        ctx.start_vesk()
+        wait_ended(ctx)
+        log = ctx.vesk_log()
+    finally:
+        ctx.board.sh('mv /tmp/libGL.so.1 %s' % lib)
+    want = "Can't draw through SDL's KMSDRM driver: missing libGL.so.1 (libgl1)."
+    if want not in log:
+        raise vm.board_error('no message naming libGL; vesk said:\n' + log[-800:])
+
+
 CHECKS = [check_first_frame, check_tablet_tap, check_keys, check_drag, check_multitouch,
           check_usb_tablet_hotplug, check_console_keys, check_terminal_switch, check_display_held,
           check_exit_restores_console, check_sigterm_restores_console, check_sigkill_restores_console,
-          check_figures]
+          check_kmsdrm_names_a_missing_library, check_figures]
 
 
 def run_all(arch, backend, kernel, initrd, info, work, memory, only):
@@ -389,7 +446,10 @@ def run_all(arch, backend, kernel, initrd, info, work, memory, only):
                 continue
             t0 = time.time()
             try:
-                check(ctx)
+                why = check(ctx)
+                if why:
+                    log('%s/%s: SKIP %s (%s)' % (arch, backend, name, why))
+                    continue
                 log('%s/%s: PASS %s (%.1f s)' % (arch, backend, name, time.time() - t0))
             except (vm.board_error, AssertionError) as e:
                 log('%s/%s: FAIL %s: %s' % (arch, backend, name, e))
