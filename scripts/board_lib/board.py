@@ -66,9 +66,9 @@ def main(argv):
                    help='the VM memory in MB (default 512; 1024 with sdl-kmsdrm, whose Mesa and LLVM '
                    'the initramfs holds)')
     p.add_argument('--only', default='', help='comma-separated names of the checks to run')
-    p.add_argument('backends', nargs='*', help='drm, fbdev, sdl-kmsdrm (default: drm and fbdev)')
+    p.add_argument('backends', nargs='*', help='drm, fbdev, sdl-kmsdrm (default: all three on amd64, drm and fbdev on arm64)')
     a = p.parse_intermixed_args(argv)
-    names = a.backends or list(backends.DEFAULT_BACKENDS)
+    names = a.backends or list(backends.DEFAULT_BACKENDS[a.arch])
     for n in names:
         if n not in backends.BACKENDS:
             p.error('unknown backend %s (%s)' % (n, ', '.join(backends.BACKENDS)))

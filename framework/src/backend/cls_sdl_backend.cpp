@@ -5,6 +5,7 @@
 
 #include <poll.h>
 #include <strings.h>
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <vector>
@@ -65,6 +66,8 @@ cls_sdl_backend::cls_sdl_backend(const display_options_t& options, int scale, bo
       m_renderer(nullptr), m_texture(nullptr), m_mouse_down(false), m_mouse_x(0), m_mouse_y(0), m_finger(-1) {}
 
 cls_sdl_backend::~cls_sdl_backend() {
+    m_console.give_back();
+    m_evdev.close_all();
     if (m_texture) SDL_DestroyTexture(m_texture);
     if (m_renderer) SDL_DestroyRenderer(m_renderer);
     if (m_window) SDL_DestroyWindow(m_window);
@@ -135,6 +138,15 @@ bool cls_sdl_backend::open(int width, int height, const cls_string& title, cls_s
                                   "a screen, or run under xvfb-run.",
                                   pw * m_scale, ph * m_scale, driver ? driver : "no video driver", SDL_GetError());
         return false;
+    }
+    // SDL leaves the terminal's keyboard on: Ctrl+Alt+Del and Alt+Fn would
+    // reach the console under the picture. It is turned off (and the console
+    // put back on every exit path) as with the framebuffer backend.
+    if (on_device) {
+        m_console.take();
+        SDL_GetWindowSize(m_window, &m_display_w, &m_display_h);
+        cls_string input_error;
+        m_own_input = m_evdev.open("", true, cls_evdev_input::range_t(), m_display_w, m_display_h, &input_error);
     }
     redraw();
     return true;
@@ -232,16 +244,44 @@ bool cls_sdl_backend::translate(const SDL_Event& e, input_t* out) {
 
 bool cls_sdl_backend::read_device_input(input_t* out) {
     if (!m_video_started) return false;
+    if (m_own_input) {
+        input_t in;
+        while (m_evdev.read(&in))
+            if (from_display(in, out)) return true;
+    }
     SDL_Event e;
     while (SDL_PollEvent(&e))
         if (translate(e, out)) return true;
     return false;
 }
 
+bool cls_sdl_backend::from_display(const input_t& in, input_t* out) const {
+    if (in.type != input_t::PRESS && in.type != input_t::MOVE && in.type != input_t::RELEASE) {
+        *out = in;
+        return true;
+    }
+    // The picture is scaled to fit the display and centred, as SDL's logical
+    // size draws it.
+    int pw = screen().physical_width(), ph = screen().physical_height();
+    double scale = std::min(static_cast<double>(m_display_w) / pw, static_cast<double>(m_display_h) / ph);
+    if (scale <= 0) return false;
+    double left = (m_display_w - pw * scale) / 2, top = (m_display_h - ph * scale) / 2;
+    int x = static_cast<int>((in.x - left) / scale), y = static_cast<int>((in.y - top) / scale);
+    x = x < 0 ? 0 : x >= pw ? pw - 1 : x;
+    y = y < 0 ? 0 : y >= ph ? ph - 1 : y;
+    pointer(in.type, x, y, out);
+    return true;
+}
+
 void cls_sdl_backend::wait(int timeout_ms, const int* fds, int nfds) {
     if (has_queued_input()) return;
-    if (!m_video_started) {
+    if (!m_video_started || m_own_input) {
+        // On a device SDL has no events of its own to wait for: the input
+        // devices are ours, so one poll covers everything and idles.
+        // FIXME: a relative mouse is left to SDL, whose events then wait for
+        // the next wake-up.
         std::vector<pollfd> polled;
+        if (m_own_input) m_evdev.add_poll_fds(&polled);
         poll_with(&polled, timeout_ms, fds, nfds);
         return;
     }

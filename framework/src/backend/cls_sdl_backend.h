@@ -2,7 +2,9 @@
 // The screen through SDL2: a window on an X11 or Wayland desktop, or the whole
 // display through KMSDRM on a device. Mouse, touch and keyboard become input_t.
 #include <SDL.h>
+#include "backend/cls_console_mode.h"
 #include "backend/cls_display_backend.h"
+#include "backend/cls_evdev_input.h"
 
 namespace ozgi {
 
@@ -42,6 +44,18 @@ private:
     int m_mouse_y;
     /// The finger that drives the pointer; others are ignored (-1: none down).
     long long m_finger;
+    /// On a device (KMSDRM) the console under the picture is ours as on fbdev.
+    cls_console_mode m_console;
+    /// On a device the input is read (and grabbed) by the framework's own
+    /// evdev input, as on fbdev: SDL's finds no device without udev and does
+    /// not take a tablet's BTN_LEFT as a touch.
+    cls_evdev_input m_evdev;
+    bool m_own_input = false;
+    /// The display's size, for the touches read there.
+    int m_display_w = 0;
+    int m_display_h = 0;
+    /// Turns a touch from the evdev input (display pixels) into input.
+    bool from_display(const input_t& in, input_t* out) const;
 };
 
 } // namespace ozgi
