@@ -16,6 +16,7 @@ class backend_t:
 
 BACKENDS = {
     'fbdev': backend_t('fbdev', ['--ozgi-video=fbdev']),
+    'drm': backend_t('drm', ['--ozgi-video=drm']),
     'sdl-kmsdrm': backend_t('sdl-kmsdrm', ['--ozgi-video=sdl', '--ozgi-fullscreen'],
                             'SDL_VIDEODRIVER=kmsdrm', needs=('kmsdrm',)),
 }
@@ -24,7 +25,7 @@ BACKENDS = {
 # What `scripts/board ARCH --test` runs when no backend is named.
 # FIXME: sdl-kmsdrm on arm64 needs Mesa's arm64 libraries, which the cross
 # sysroot does not hold yet.
-DEFAULT_BACKENDS = {'amd64': ['fbdev', 'sdl-kmsdrm'], 'arm64': ['fbdev']}
+DEFAULT_BACKENDS = {'amd64': ['drm', 'fbdev', 'sdl-kmsdrm'], 'arm64': ['drm', 'fbdev']}
 
 
 def command(backend, menu='/menu', extra=()):

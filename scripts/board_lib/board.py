@@ -38,6 +38,9 @@ def build_program(arch):
 def prepare(arch, backend_names, work):
     """Builds what the image holds and writes it; returns (kernel, initrd, info)."""
     program = build_program(arch)
+    if arch == 'arm64':
+        # A clean clone has its sysroot only now that the cross build made it.
+        arches.ARCHES[arch].sysroot = arches._arm64_sysroot()
     menu_dir = menu.make(os.path.join(work, 'menu'))
     helper = helpers.build_mtouch(arch, work)
     extra = [('/usr/bin/mtouch', helper), ('/usr/bin/kdmode', helpers.build(arch, work, 'kdmode'))]
@@ -63,7 +66,7 @@ def main(argv):
                    help='the VM memory in MB (default 512; 1024 with sdl-kmsdrm, whose Mesa and LLVM '
                    'the initramfs holds)')
     p.add_argument('--only', default='', help='comma-separated names of the checks to run')
-    p.add_argument('backends', nargs='*', help='fbdev, sdl-kmsdrm (default: both on amd64, fbdev on arm64)')
+    p.add_argument('backends', nargs='*', help='drm, fbdev, sdl-kmsdrm (default: all three on amd64, drm and fbdev on arm64)')
     a = p.parse_intermixed_args(argv)
     names = a.backends or list(backends.DEFAULT_BACKENDS[a.arch])
     for n in names:

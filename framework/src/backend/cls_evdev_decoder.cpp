@@ -6,10 +6,6 @@
 
 #include "backend/evdev_key_names.h"
 
-// The kernel's names of two key codes are the framework's names of two input types.
-#undef KEY_UP
-#undef KEY_DOWN
-
 namespace ozgi {
 
 namespace {
@@ -173,7 +169,7 @@ bool cls_evdev_decoder::feed(const input_event& e, std::vector<input_t>* out) {
         if (!evdev_is_key(e.code) || e.code >= KEY_CNT) return true;
         m_keys[e.code] = e.value != 0;
         input_t in;
-        in.type = e.value == 0 ? input_t::KEY_UP : input_t::KEY_DOWN;
+        in.type = e.value == 0 ? input_t::KEY_RELEASE : input_t::KEY_PRESS;
         in.key_name = evdev_key_name(e.code);
         in.repeat = e.value == 2;
         out->push_back(in);
@@ -246,7 +242,7 @@ void cls_evdev_decoder::resync(const snapshot_t& state, std::vector<input_t>* ou
         if (!evdev_is_key(code) || now == m_keys[static_cast<size_t>(code)]) continue;
         m_keys[static_cast<size_t>(code)] = now;
         input_t in;
-        in.type = now ? input_t::KEY_DOWN : input_t::KEY_UP;
+        in.type = now ? input_t::KEY_PRESS : input_t::KEY_RELEASE;
         in.key_name = evdev_key_name(code);
         out->push_back(in);
     }

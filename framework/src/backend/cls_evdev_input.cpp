@@ -240,6 +240,20 @@ bool cls_evdev_input::open(const cls_string& paths, bool scan, const range_t& fa
     return true;
 }
 
+bool cls_evdev_input::open(const display_options_t& options, int panel_w, int panel_h, cls_string* error) {
+    cls_string inputs, range_text;
+    bool named = options.value("--ozgi-input=", &inputs);
+    range_t range;
+    if (options.value("--ozgi-input-range=", &range_text) && !parse_range(range_text, &range)) {
+        cls_string reason;
+        if (error)
+            *error = reason.print("Bad --ozgi-input-range=%s (XMIN:XMAX:YMIN:YMAX, the minimum and maximum different).",
+                                  range_text.c_str());
+        return false;
+    }
+    return open(inputs, !named, range, panel_w, panel_h, error);
+}
+
 void cls_evdev_input::close_all() {
     for (device_t* dev : m_devices) {
         ::close(dev->fd);

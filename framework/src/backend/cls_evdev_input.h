@@ -40,6 +40,10 @@ public:
     /// False, with the reason, when a named device cannot be opened.
     bool open(const cls_string& paths, bool scan, const range_t& fallback, int panel_w, int panel_h,
               cls_string* error);
+    /// Opens the devices the options name (--ozgi-input=, else every useful
+    /// one; --ozgi-input-range=) for a `panel_w` x `panel_h` panel; false, with
+    /// the reason, for a bad range or a named device that cannot be opened.
+    bool open(const display_options_t& options, int panel_w, int panel_h, cls_string* error);
     /// Closes every device.
     void close_all();
     /// How many devices are open.
@@ -47,7 +51,7 @@ public:
     /// Adds a poll entry for each device (and the watch of /dev/input) to `out`.
     void add_poll_fds(std::vector<pollfd>* out) const;
     /// The next input without blocking: PRESS, MOVE and RELEASE in panel pixels,
-    /// KEY_DOWN and KEY_UP by name. False when no device has anything more.
+    /// KEY_PRESS and KEY_RELEASE by name. False when no device has anything more.
     bool read(input_t* out);
 
     /// What a scan makes of a device from its capabilities.

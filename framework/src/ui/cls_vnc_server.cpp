@@ -164,7 +164,7 @@ void key_event(rfbBool down, rfbKeySym sym, rfbClientPtr cl) {
     cls_string name = key_name(sym);
     if (name.is_empty()) return;
     input_t in;
-    in.type = down ? input_t::KEY_DOWN : input_t::KEY_UP;
+    in.type = down ? input_t::KEY_PRESS : input_t::KEY_RELEASE;
     in.key_name = name;
     if (down) in.repeat = !v->held.insert(sym).second;
     else v->held.erase(sym);
