@@ -14,7 +14,7 @@ endif()
 # not write to /etc.
 install(FILES ${PROJECT_SOURCE_DIR}/packaging/vesk.service DESTINATION lib/systemd/system
         COMPONENT service EXCLUDE_FROM_ALL)
-install(PROGRAMS ${PROJECT_SOURCE_DIR}/packaging/console-text DESTINATION libexec/vesk
+install(PROGRAMS ${PROJECT_SOURCE_DIR}/packaging/stopped DESTINATION libexec/vesk
         COMPONENT service EXCLUDE_FROM_ALL)
 install(FILES ${PROJECT_SOURCE_DIR}/packaging/vesk.default DESTINATION /etc/default RENAME vesk
         COMPONENT service EXCLUDE_FROM_ALL)

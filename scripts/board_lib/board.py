@@ -51,14 +51,30 @@ def prepare(arch, backend_names, work):
     return kernel, initrd, info
 
 
+def system(arch, test):
+    """The installed system: image made with the package, booted under systemd."""
+    t0 = time.time()
+    subprocess.run([os.path.join(ROOT, 'scripts', 'system-image'), arch], check=True)
+    log('system image made in %.0f s' % (time.time() - t0))
+    cmd = [os.path.join(ROOT, 'scripts', 'system-test'), arch]
+    if not test:
+        cmd.append('--keep')
+    return subprocess.run(cmd).returncode
+
+
 def main(argv):
     p = argparse.ArgumentParser(prog='scripts/board', description=__doc__)
     p.add_argument('arch', choices=sorted(arches.ARCHES))
     p.add_argument('--test', action='store_true', help='run the checks, then stop the VM')
     p.add_argument('--memory', type=int, default=512, help='the VM memory in MB')
     p.add_argument('--only', default='', help='comma-separated names of the checks to run')
+    p.add_argument('--system', action='store_true',
+                   help='a Debian 12 system with the vesk package and its boot service instead '
+                        '(scripts/system-image, scripts/system-test)')
     p.add_argument('backends', nargs='*', help='fbdev, sdl-kmsdrm (default: all)')
     a = p.parse_intermixed_args(argv)
+    if a.system:
+        return system(a.arch, a.test)
     names = a.backends or list(backends.BACKENDS)
     for n in names:
         if n not in backends.BACKENDS:
