@@ -145,7 +145,9 @@ BENCHMARK(BM_idle_fbdev)->Iterations(1)->Unit(benchmark::kSecond);
 
 void BM_idle_sdl(benchmark::State& state) {
     ozgi::cls_string error;
-    if (ozgi::create_display_backend("sdl", 0, 1, false, &error).is_null()) {
+    ozgi::display_options_t sdl;
+    sdl.video = "sdl";
+    if (ozgi::create_display_backend(sdl, &error).is_null()) {
         state.SkipWithError("built without SDL");
         for (auto _ : state) {
         }

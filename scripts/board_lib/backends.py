@@ -16,6 +16,7 @@ class backend_t:
 
 BACKENDS = {
     'fbdev': backend_t('fbdev', ['--ozgi-video=fbdev']),
+    'drm': backend_t('drm', ['--ozgi-video=drm']),
     'sdl-kmsdrm': backend_t('sdl-kmsdrm', ['--ozgi-video=sdl', '--ozgi-fullscreen'],
                             'SDL_VIDEODRIVER=kmsdrm', needs=('kmsdrm',)),
 }

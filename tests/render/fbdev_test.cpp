@@ -14,16 +14,8 @@
 #include <vector>
 
 #include "ozgi/cls_canvas.h"
-#include "ozgi/cls_input_args.h"
 #include "ozgi/if_display_backend.h"
-// After the framework's headers: see LINUX_KEY_DOWN below.
 #include "fbdev_test_util.h"
-
-// The kernel's names of two key codes are the framework's names of two input types.
-constexpr int LINUX_KEY_DOWN = KEY_DOWN;
-constexpr int LINUX_KEY_UP = KEY_UP;
-#undef KEY_UP
-#undef KEY_DOWN
 
 using namespace ozgi;
 using namespace fbdev_test;
@@ -46,19 +38,16 @@ struct temp_dir_t {
     }
 };
 
-void set_args(const std::vector<std::string>& list) {
-    cls_array<cls_string> args;
-    for (const std::string& a : list) args.append(cls_string(a.c_str()));
-    cls_input_args::ins()->set_args(args);
-}
-
 // An fbdev backend opened with the given options for a w x h picture; null with
 // the reason in *why when it did not open.
 cls_sp<if_display_backend> open_fbdev(int rotate, int w, int h, const std::vector<std::string>& options,
                                       std::string* why) {
-    set_args(options);
+    display_options_t display;
+    display.video = "fbdev";
+    display.rotate = rotate;
+    for (const std::string& o : options) display.settings.append(cls_string(o.c_str()));
     cls_string error;
-    cls_sp<if_display_backend> backend = create_display_backend("fbdev", rotate, 1, false, &error);
+    cls_sp<if_display_backend> backend = create_display_backend(display, &error);
     if (backend.is_not_null() && !backend->open(w, h, "test", &error)) backend = cls_sp<if_display_backend>();
     if (why) *why = error.c_str();
     return backend;
@@ -326,10 +315,10 @@ TEST(fbdev, the_older_multitouch_protocol_gives_the_first_contact) {
 TEST(fbdev, keys_get_the_framework_names) {
     temp_dir_t dir;
     records_t r;
-    r.key(KEY_ENTER).key(KEY_ESC).key(KEY_BACK).key(KEY_KPENTER).key(LINUX_KEY_UP).key(KEY_A).key(KEY_F5);
+    r.key(KEY_ENTER).key(KEY_ESC).key(KEY_BACK).key(KEY_KPENTER).key(KEY_UP).key(KEY_A).key(KEY_F5);
     r.key(KEY_PROG1);
     // A held key repeats.
-    r.ev(EV_KEY, LINUX_KEY_DOWN, 1).syn().ev(EV_KEY, LINUX_KEY_DOWN, 2).syn().ev(EV_KEY, LINUX_KEY_DOWN, 0).syn();
+    r.ev(EV_KEY, KEY_DOWN, 1).syn().ev(EV_KEY, KEY_DOWN, 2).syn().ev(EV_KEY, KEY_DOWN, 0).syn();
     r.write_to(dir.at("keys"));
     std::string why;
     cls_sp<if_display_backend> backend = open_fbdev(
@@ -339,7 +328,7 @@ TEST(fbdev, keys_get_the_framework_names) {
     std::vector<input_t> got = drain(backend.get());
     std::vector<std::string> names;
     for (const input_t& in : got)
-        names.push_back(std::string(in.type == input_t::KEY_DOWN ? "+" : in.type == input_t::KEY_UP ? "-" : "?") +
+        names.push_back(std::string(in.type == input_t::KEY_PRESS ? "+" : in.type == input_t::KEY_RELEASE ? "-" : "?") +
                         in.key_name.c_str() + (in.repeat ? " (repeat)" : ""));
     std::vector<std::string> want = {"+Return",  "-Return",  "+Escape",       "-Escape",         "+AC Back",
                                      "-AC Back", "+Keypad Enter", "-Keypad Enter", "+Up", "-Up",

@@ -14,6 +14,13 @@ using namespace ozgi;
 
 namespace {
 
+// The options asking for an SDL window.
+display_options_t sdl_options() {
+    display_options_t o;
+    o.video = "sdl";
+    return o;
+}
+
 // Set in the copy of this program that runs inside Xvfb.
 const char* const INNER_ENV = "VESK_RENDER_SDL_INNER";
 
@@ -66,7 +73,7 @@ TEST(sdl, real_window_under_xvfb) {
 TEST(sdl_inner, window_input_and_screenshot) {
     if (!std::getenv(INNER_ENV)) GTEST_SKIP() << "runs only inside Xvfb, started by sdl.real_window_under_xvfb";
     cls_string error;
-    cls_sp<if_display_backend> backend = create_display_backend("sdl", 0, 1, false, &error);
+    cls_sp<if_display_backend> backend = create_display_backend(sdl_options(), &error);
     ASSERT_TRUE(backend.is_not_null()) << error.c_str();
     ASSERT_TRUE(backend->open(640, 800, "vesk-sdl-test", &error)) << error.c_str();
     std::vector<input_t> seen;
@@ -132,7 +139,7 @@ TEST(sdl_inner, window_input_and_screenshot) {
     for (int i = 0; i < 100 && !key; ++i) {
         pump(backend.get(), 20, &seen);
         for (const input_t& in : seen)
-            if (in.type == input_t::KEY_DOWN && in.key_name == "Return") key = true;
+            if (in.type == input_t::KEY_PRESS && in.key_name == "Return") key = true;
     }
     EXPECT_TRUE(key);
 }
@@ -152,7 +159,7 @@ TEST(sdl, no_display_names_the_ways_out) {
     }
     if (std::string(std::getenv(INNER_ENV)) != "nodisplay") GTEST_SKIP();
     cls_string error;
-    cls_sp<if_display_backend> backend = create_display_backend("sdl", 0, 1, false, &error);
+    cls_sp<if_display_backend> backend = create_display_backend(sdl_options(), &error);
     ASSERT_TRUE(backend.is_not_null());
     EXPECT_FALSE(backend->open(640, 800, "vesk", &error));
     EXPECT_NE(std::string(error.c_str()).find("--ozgi-video=headless"), std::string::npos) << error.c_str();

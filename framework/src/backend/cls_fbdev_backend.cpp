@@ -11,7 +11,6 @@
 #include <cstring>
 #include <string>
 
-#include "ozgi/cls_input_args.h"
 
 namespace ozgi {
 
@@ -31,7 +30,11 @@ bool parse_positive(const std::string& text, int* out) {
 
 } // namespace
 
-cls_fbdev_backend::cls_fbdev_backend(int rotate) : m_rotate(rotate) {}
+cls_sp<if_display_backend> cls_fbdev_backend::create(const display_options_t& options, cls_string*) {
+    return cls_sp<if_display_backend>(OZGI_NEW(cls_fbdev_backend)(options));
+}
+
+cls_fbdev_backend::cls_fbdev_backend(const display_options_t& options) : cls_display_backend(options) {}
 
 cls_fbdev_backend::~cls_fbdev_backend() {
     m_console.give_back();
@@ -97,7 +100,7 @@ bool cls_fbdev_backend::open_framebuffer(const cls_string& path, cls_string* err
         // --ozgi-fb-geometry=.
         int why = errno;
         cls_string geometry;
-        if (!cls_input_args::ins()->has_arg("--ozgi-fb-geometry=", false, &geometry)) {
+        if (!options().value("--ozgi-fb-geometry=", &geometry)) {
             if (error)
                 *error = reason.print("Can't read the geometry of the framebuffer %s (%s); a file standing in for one "
                                       "needs --ozgi-fb-geometry=WxH:BPP[:STRIDE].",
@@ -132,10 +135,10 @@ bool cls_fbdev_backend::open_framebuffer(const cls_string& path, cls_string* err
                                   path.c_str(), m_panel_w, m_panel_h, m_stride, m_map_len);
         return false;
     }
-    if (m_screen.physical_width() > m_panel_w || m_screen.physical_height() > m_panel_h) {
+    if (screen().physical_width() > m_panel_w || screen().physical_height() > m_panel_h) {
         if (error)
             *error = reason.print("The framebuffer %s is %dx%d pixels, smaller than the %dx%d picture.", path.c_str(),
-                                  m_panel_w, m_panel_h, m_screen.physical_width(), m_screen.physical_height());
+                                  m_panel_w, m_panel_h, screen().physical_width(), screen().physical_height());
         return false;
     }
     void* map = ::mmap(nullptr, m_map_len, PROT_READ | PROT_WRITE, MAP_SHARED, m_fd, 0);
@@ -149,33 +152,22 @@ bool cls_fbdev_backend::open_framebuffer(const cls_string& path, cls_string* err
 }
 
 bool cls_fbdev_backend::open(int width, int height, const cls_string&, cls_string* error) {
-    cls_string reason;
     if (width <= 0 || height <= 0) {
         if (error) error->print("Can't open a %d x %d screen.", width, height);
         return false;
     }
-    cls_input_args* args = cls_input_args::ins();
-    cls_string path = "/dev/fb0", inputs, range_text;
-    args->has_arg("--ozgi-fbdev=", false, &path);
-    bool named_inputs = args->has_arg("--ozgi-input=", false, &inputs);
-    cls_evdev_input::range_t range;
-    if (args->has_arg("--ozgi-input-range=", false, &range_text) && !cls_evdev_input::parse_range(range_text, &range)) {
-        if (error)
-            *error = reason.print("Bad --ozgi-input-range=%s (XMIN:XMAX:YMIN:YMAX, the minimum and maximum different).",
-                                  range_text.c_str());
-        return false;
-    }
-    m_screen.setup(width, height, m_rotate);
+    cls_string path = "/dev/fb0";
+    options().value("--ozgi-fbdev=", &path);
+    setup_screen(width, height);
     if (!open_framebuffer(path, error)) {
         close_framebuffer();
         return false;
     }
-    if (!m_input.open(inputs, !named_inputs, range, m_panel_w, m_panel_h, error)) {
+    if (!m_input.open(options(), m_panel_w, m_panel_h, error)) {
         close_framebuffer();
         return false;
     }
-    m_left = (m_panel_w - m_screen.physical_width()) / 2;
-    m_top = (m_panel_h - m_screen.physical_height()) / 2;
+    place_on_panel(m_panel_w, m_panel_h);
     struct stat st {};
     // Only a real panel has a console under it (and may have been blanked by
     // it); a file standing in for one has neither.
@@ -193,72 +185,30 @@ bool cls_fbdev_backend::open(int width, int height, const cls_string&, cls_strin
 
 void cls_fbdev_backend::present(const uint32_t* argb, int stride, const cls_rect& dirty) {
     if (!m_map) return;
-    cls_rect r = m_screen.update(argb, stride, dirty);
+    cls_rect r = screen().update(argb, stride, dirty);
     if (r.is_empty()) return;
-    const uint32_t* picture = m_screen.physical();
-    int pw = m_screen.physical_width();
+    const uint32_t* picture = screen().physical();
+    int pw = screen().physical_width();
     int bytes = m_format.bytes_per_pixel();
     for (int y = r.y; y < r.bottom(); ++y) {
-        unsigned char* out = m_map + m_visible + static_cast<size_t>(m_top + y) * m_stride +
-                             static_cast<size_t>(m_left + r.x) * bytes;
+        unsigned char* out = m_map + m_visible + static_cast<size_t>(panel_top() + y) * m_stride +
+                             static_cast<size_t>(panel_left() + r.x) * bytes;
         m_format.convert(picture + static_cast<long>(y) * pw + r.x, r.w, out);
     }
 }
 
-bool cls_fbdev_backend::to_logical(input_t* in) {
-    if (in->type != input_t::PRESS && in->type != input_t::MOVE && in->type != input_t::RELEASE) return true;
-    int pw = m_screen.physical_width(), ph = m_screen.physical_height();
-    int x = in->x - m_left, y = in->y - m_top;
-    bool inside = x >= 0 && y >= 0 && x < pw && y < ph;
-    // A touch that begins on the border round the picture means nothing; one
-    // that began on the picture and strays off it stays at its edge.
-    if (in->type == input_t::PRESS) {
-        if (!inside) return false;
-        m_touching = true;
-    } else {
-        if (!m_touching) return false;
-        if (in->type == input_t::RELEASE) m_touching = false;
-        x = x < 0 ? 0 : x >= pw ? pw - 1 : x;
-        y = y < 0 ? 0 : y >= ph ? ph - 1 : y;
-    }
-    m_screen.to_logical(x, y, &in->x, &in->y);
-    return true;
-}
-
-bool cls_fbdev_backend::poll_input(input_t* out) {
-    if (!m_queue.empty()) {
-        *out = m_queue.front();
-        m_queue.pop_front();
-        return true;
-    }
+bool cls_fbdev_backend::read_device_input(input_t* out) {
     while (m_input.read(out))
-        if (to_logical(out)) return true;
+        if (panel_to_logical(out)) return true;
     return false;
 }
 
-void cls_fbdev_backend::inject_input(const input_t& in) {
-    input_t mapped = in;
-    if (in.type == input_t::PRESS || in.type == input_t::MOVE || in.type == input_t::RELEASE ||
-        in.type == input_t::WHEEL)
-        m_screen.to_logical(in.x, in.y, &mapped.x, &mapped.y);
-    m_queue.push_back(mapped);
-}
-
 void cls_fbdev_backend::wait(int timeout_ms, const int* fds, int nfds) {
-    if (!m_queue.empty()) return;
+    if (has_queued_input()) return;
     m_polled.clear();
     m_input.add_poll_fds(&m_polled);
-    for (int i = 0; i < nfds; ++i) m_polled.push_back(pollfd{fds[i], POLLIN, 0});
     // A signal ends the wait early; the caller's loop simply comes round again.
-    ::poll(m_polled.data(), m_polled.size(), timeout_ms < 0 ? -1 : timeout_ms);
-}
-
-bool cls_fbdev_backend::read_physical(cls_array<uint32_t>* argb, int* w, int* h) {
-    if (!m_screen.is_set_up()) return false;
-    m_screen.copy_physical(argb);
-    *w = m_screen.physical_width();
-    *h = m_screen.physical_height();
-    return true;
+    poll_with(&m_polled, timeout_ms, fds, nfds);
 }
 
 } // namespace ozgi

@@ -21,6 +21,15 @@ void cls_screen_rotation::to_logical(int px, int py, int* x, int* y) const {
     }
 }
 
+void cls_screen_rotation::to_physical(int x, int y, int* px, int* py) const {
+    switch (m_rotate) {
+    case 90: *px = m_height - 1 - y; *py = x; break;
+    case 180: *px = m_width - 1 - x; *py = m_height - 1 - y; break;
+    case 270: *px = y; *py = m_width - 1 - x; break;
+    default: *px = x; *py = y; break;
+    }
+}
+
 cls_rect cls_screen_rotation::update(const uint32_t* argb, int stride, const cls_rect& dirty) {
     cls_rect r = dirty.intersect(cls_rect{0, 0, m_width, m_height});
     if (r.is_empty() || argb == nullptr) return cls_rect{};

@@ -21,6 +21,8 @@ public:
 
     /// Maps a panel pixel to the logical pixel shown there.
     void to_logical(int px, int py, int* x, int* y) const;
+    /// Maps a logical pixel to the panel pixel showing it.
+    void to_physical(int x, int y, int* px, int* py) const;
     /// Copies the `dirty` part of the logical framebuffer into the physical picture
     /// and returns the physical rectangle it landed in (empty when nothing).
     cls_rect update(const uint32_t* argb, int stride, const cls_rect& dirty);

@@ -38,8 +38,29 @@ bool driver_asked_for(const char* name) {
 
 } // namespace
 
-cls_sdl_backend::cls_sdl_backend(int rotate, int scale, bool fullscreen)
-    : m_rotate(rotate), m_scale(scale), m_fullscreen(fullscreen), m_video_started(false), m_window(nullptr),
+cls_sp<if_display_backend> cls_sdl_backend::create(const display_options_t& options, cls_string* error) {
+    int scale = 1;
+    cls_string text;
+    if (options.value("--ozgi-scale=", &text)) {
+        long v = 0;
+        bool ok = text.length() > 0 && text.length() <= 6;
+        for (int i = 0; ok && i < text.length(); ++i) {
+            if (text[i] < '0' || text[i] > '9') ok = false;
+            else v = v * 10 + (text[i] - '0');
+        }
+        if (!ok || v < 1) {
+            cls_string reason;
+            if (error) *error = reason.print("Unsupported scale %s (1 or more).", text.c_str());
+            return cls_sp<if_display_backend>();
+        }
+        scale = static_cast<int>(v);
+    }
+    return cls_sp<if_display_backend>(
+        OZGI_NEW(cls_sdl_backend)(options, scale, options.has("--ozgi-fullscreen")));
+}
+
+cls_sdl_backend::cls_sdl_backend(const display_options_t& options, int scale, bool fullscreen)
+    : cls_display_backend(options), m_scale(scale), m_fullscreen(fullscreen), m_video_started(false), m_window(nullptr),
       m_renderer(nullptr), m_texture(nullptr), m_mouse_down(false), m_mouse_x(0), m_mouse_y(0), m_finger(-1) {}
 
 cls_sdl_backend::~cls_sdl_backend() {
@@ -82,9 +103,9 @@ bool cls_sdl_backend::open(int width, int height, const cls_string& title, cls_s
         return false;
     }
     m_video_started = true;
-    m_screen.setup(width, height, m_rotate);
-    int pw = m_screen.physical_width();
-    int ph = m_screen.physical_height();
+    setup_screen(width, height);
+    int pw = screen().physical_width();
+    int ph = screen().physical_height();
     const char* driver = SDL_GetCurrentVideoDriver();
     // Without a desktop (KMSDRM on the device) the panel is the whole display.
     bool on_device = driver && (std::strcmp(driver, "KMSDRM") == 0 || std::strcmp(driver, "kmsdrm") == 0);
@@ -120,29 +141,29 @@ void cls_sdl_backend::redraw() {
 
 void cls_sdl_backend::present(const uint32_t* argb, int stride, const cls_rect& dirty) {
     if (!m_texture) return;
-    cls_rect r = m_screen.update(argb, stride, dirty);
+    cls_rect r = screen().update(argb, stride, dirty);
     if (r.is_empty()) return;
     // Only the changed rectangle travels to the texture.
-    int pw = m_screen.physical_width();
+    int pw = screen().physical_width();
     SDL_Rect rect{r.x, r.y, r.w, r.h};
-    SDL_UpdateTexture(m_texture, &rect, m_screen.physical() + static_cast<long>(r.y) * pw + r.x,
+    SDL_UpdateTexture(m_texture, &rect, screen().physical() + static_cast<long>(r.y) * pw + r.x,
                       pw * static_cast<int>(sizeof(uint32_t)));
     redraw();
 }
 
 void cls_sdl_backend::pointer(input_t::type_t type, int px, int py, input_t* out) const {
-    int pw = m_screen.physical_width();
-    int ph = m_screen.physical_height();
+    int pw = screen().physical_width();
+    int ph = screen().physical_height();
     px = px < 0 ? 0 : px >= pw ? pw - 1 : px;
     py = py < 0 ? 0 : py >= ph ? ph - 1 : py;
     out->type = type;
-    m_screen.to_logical(px, py, &out->x, &out->y);
+    screen().to_logical(px, py, &out->x, &out->y);
 }
 
 bool cls_sdl_backend::translate(const SDL_Event& e, input_t* out) {
     *out = input_t();
-    int pw = m_screen.physical_width();
-    int ph = m_screen.physical_height();
+    int pw = screen().physical_width();
+    int ph = screen().physical_height();
     switch (e.type) {
     case SDL_QUIT:
         out->type = input_t::QUIT;
@@ -152,7 +173,7 @@ bool cls_sdl_backend::translate(const SDL_Event& e, input_t* out) {
         return false;
     case SDL_KEYDOWN:
     case SDL_KEYUP:
-        out->type = e.type == SDL_KEYDOWN ? input_t::KEY_DOWN : input_t::KEY_UP;
+        out->type = e.type == SDL_KEYDOWN ? input_t::KEY_PRESS : input_t::KEY_RELEASE;
         out->key_name = SDL_GetKeyName(e.key.keysym.sym);
         out->repeat = e.key.repeat != 0;
         return out->key_name.is_not_empty();
@@ -200,12 +221,7 @@ bool cls_sdl_backend::translate(const SDL_Event& e, input_t* out) {
     }
 }
 
-bool cls_sdl_backend::poll_input(input_t* out) {
-    if (!m_queue.empty()) {
-        *out = m_queue.front();
-        m_queue.pop_front();
-        return true;
-    }
+bool cls_sdl_backend::read_device_input(input_t* out) {
     if (!m_video_started) return false;
     SDL_Event e;
     while (SDL_PollEvent(&e))
@@ -213,20 +229,11 @@ bool cls_sdl_backend::poll_input(input_t* out) {
     return false;
 }
 
-void cls_sdl_backend::inject_input(const input_t& in) {
-    input_t mapped = in;
-    if (in.type == input_t::PRESS || in.type == input_t::MOVE || in.type == input_t::RELEASE ||
-        in.type == input_t::WHEEL)
-        m_screen.to_logical(in.x, in.y, &mapped.x, &mapped.y);
-    m_queue.push_back(mapped);
-}
-
 void cls_sdl_backend::wait(int timeout_ms, const int* fds, int nfds) {
-    if (!m_queue.empty()) return;
+    if (has_queued_input()) return;
     if (!m_video_started) {
-        std::vector<pollfd> polled(static_cast<size_t>(nfds > 0 ? nfds : 0));
-        for (int i = 0; i < nfds; ++i) polled[i] = pollfd{fds[i], POLLIN, 0};
-        ::poll(polled.data(), polled.size(), timeout_ms < 0 ? -1 : timeout_ms);
+        std::vector<pollfd> polled;
+        poll_with(&polled, timeout_ms, fds, nfds);
         return;
     }
     if (nfds <= 0) {
@@ -269,14 +276,6 @@ void cls_sdl_backend::wait(int timeout_ms, const int* fds, int nfds) {
         }
         if (::poll(polled, static_cast<nfds_t>(nfds), slice) != 0) return;
     }
-}
-
-bool cls_sdl_backend::read_physical(cls_array<uint32_t>* argb, int* w, int* h) {
-    if (!m_screen.is_set_up()) return false;
-    m_screen.copy_physical(argb);
-    *w = m_screen.physical_width();
-    *h = m_screen.physical_height();
-    return true;
 }
 
 } // namespace ozgi

@@ -1,25 +1,27 @@
 #pragma once
 // The screen through SDL2: a window on an X11 or Wayland desktop, or the whole
 // display through KMSDRM on a device. Mouse, touch and keyboard become input_t.
-#include <deque>
 #include <SDL.h>
-#include "backend/cls_screen_rotation.h"
-#include "ozgi/if_display_backend.h"
+#include "backend/cls_display_backend.h"
 
 namespace ozgi {
 
-class cls_sdl_backend : public if_display_backend {
+class cls_sdl_backend : public cls_display_backend {
 public:
-    /// A backend turning its picture by `rotate` degrees, its desktop window
-    /// enlarged `scale` times, covering the display when `fullscreen`.
-    cls_sdl_backend(int rotate, int scale, bool fullscreen);
+    /// Makes the backend for `options`: --ozgi-scale=N enlarges a desktop window
+    /// (1 or more), --ozgi-fullscreen covers the whole display. Null, with the
+    /// reason, for a bad scale.
+    static cls_sp<if_display_backend> create(const display_options_t& options, cls_string* error);
+    /// A backend whose desktop window is enlarged `scale` times and covers the
+    /// display when `fullscreen`.
+    cls_sdl_backend(const display_options_t& options, int scale, bool fullscreen);
     ~cls_sdl_backend() override;
     bool open(int width, int height, const cls_string& title, cls_string* error) override;
     void present(const uint32_t* argb, int stride, const cls_rect& dirty) override;
-    bool poll_input(input_t* out) override;
-    void inject_input(const input_t& in) override;
     void wait(int timeout_ms, const int* fds, int nfds) override;
-    bool read_physical(cls_array<uint32_t>* argb, int* w, int* h) override;
+
+protected:
+    bool read_device_input(input_t* out) override;
 
 private:
     /// Turns one SDL event into input; false for events the GUI does not see.
@@ -29,15 +31,12 @@ private:
     /// Shows the whole texture again (after the window was uncovered).
     void redraw();
 
-    int m_rotate;
     int m_scale;
     bool m_fullscreen;
     bool m_video_started;
     SDL_Window* m_window;
     SDL_Renderer* m_renderer;
     SDL_Texture* m_texture;
-    cls_screen_rotation m_screen;
-    std::deque<input_t> m_queue;
     bool m_mouse_down;
     int m_mouse_x;
     int m_mouse_y;

@@ -1,6 +1,6 @@
 #pragma once
-// Linux input key codes (KEY_*) turned into the framework's key names, which are
-// SDL's names, so that a key means the same on every backend.
+// Linux input key codes (KEY_*) turned into the framework's key names, so that a
+// key means the same on every backend.
 #include "ozgi/cls_string.h"
 
 namespace ozgi {
@@ -9,7 +9,7 @@ namespace ozgi {
 /// or touch button).
 bool evdev_is_key(int code);
 /// The name of the key `code` ("Return", "Escape", "AC Back", "A", "F5", ...).
-/// Keys without an SDL name are called "Key N" with their decimal code.
+/// Keys the framework has no name for are called "Key N" with their decimal code.
 cls_string evdev_key_name(int code);
 
 } // namespace ozgi

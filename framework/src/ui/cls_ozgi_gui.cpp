@@ -42,17 +42,20 @@ cls_ozgi_gui::cls_ozgi_gui() : m_impl(new impl_t()) {}
 void cls_ozgi_gui::output_help() {
     std::printf(
         "Framework options:\n"
-        "  --ozgi-video=sdl|fbdev|headless  display: an SDL window, or full screen on a device (sdl, the default), a Linux framebuffer with evdev input (fbdev, the default when built without SDL), or no display at all (headless)\n"
+        "  --ozgi-video=NAME[,NAME...]  display, or several tried in order (e.g. drm,fbdev,sdl): an SDL window, or full screen on a device (sdl, the default), the kernel's mode setting with evdev input (drm, then fbdev: the default when built without SDL), a Linux framebuffer with evdev input (fbdev), or no display at all (headless)\n"
+        "  --ozgi-drm=PATH             drm: the display card (default: the first /dev/dri/card* with a connected output)\n"
+        "  --ozgi-drm-connector=NAME   drm: the output to drive, e.g. HDMI-A-1 or DSI-1 (default: the first connected one)\n"
+        "  --ozgi-drm-format=XRGB8888|RGB565  drm: the buffers' pixel format (default XRGB8888, else RGB565)\n"
         "  --ozgi-fbdev=PATH           fbdev: the framebuffer device (default /dev/fb0)\n"
         "  --ozgi-fb-geometry=WxH:BPP[:STRIDE]  fbdev, a testing aid: the geometry of a regular file standing in for the framebuffer (BPP 16, 24 or 32)\n"
-        "  --ozgi-input=PATH[,PATH...] fbdev: the evdev input devices (default: every /dev/input/event* that is a touch screen or has keys)\n"
-        "  --ozgi-input-range=XMIN:XMAX:YMIN:YMAX  fbdev: the raw touch coordinates at the panel's edges, for a device that cannot tell them\n"
+        "  --ozgi-input=PATH[,PATH...] drm, fbdev: the evdev input devices (default: every /dev/input/event* that is a touch screen or has keys)\n"
+        "  --ozgi-input-range=XMIN:XMAX:YMIN:YMAX  drm, fbdev: the raw touch coordinates at the panel's edges, for a device that cannot tell them\n"
         "  --ozgi-script=FILE          run automation commands from FILE (\"-\": standard input) once the first page is shown\n"
         "  --ozgi-lang=zh_CN           start in Simplified Chinese instead of English (en_US)\n"
         "  --ozgi-font=PATH[:PATH...]  font files to use, in fallback order, instead of those fontconfig finds\n"
         "  --ozgi-rotate=0|90|180|270  turn the picture clockwise on the panel (touches are turned back)\n"
-        "  --ozgi-scale=N              enlarge a desktop window N times (default 1)\n"
-        "  --ozgi-fullscreen           use the whole display\n"
+        "  --ozgi-scale=N              sdl: enlarge a desktop window N times (default 1)\n"
+        "  --ozgi-fullscreen           sdl: use the whole display\n"
         "  --ozgi-root=LAYOUT          the root container layout (default \"root_container.xml\")\n"
         "  --ozgi-first-page=LAYOUT    open LAYOUT first instead of the root container's first page\n");
 }
@@ -195,7 +198,7 @@ void handle_input(impl_t* d, const input_t& in) {
         top->on_touch_event(e);
         break;
     }
-    case input_t::KEY_DOWN: {
+    case input_t::KEY_PRESS: {
         // Pages act when a key goes down; its release means nothing to them and is
         // not passed on. A held key repeats only when it moves the focus: a held
         // select or back key must not click or close page after page.
@@ -407,14 +410,6 @@ void end_gui_at_once() {
     }
 }
 
-int option_int(const char* name, int fallback) {
-    cls_string value;
-    if (!cls_input_args::ins()->has_arg(name, false, &value)) return fallback;
-    int v = 0;
-    if (!parse_number(value, &v)) OZGI_FATAL("Bad value of %s: \"%s\"", name, value.c_str());
-    return v;
-}
-
 } // namespace
 
 int cls_ozgi_gui::start_gui() {
@@ -432,16 +427,14 @@ int cls_ozgi_gui::start_gui() {
     g_running = d;
     cls_stop_signal::set_cleanup(&end_gui_at_once);
 
-    cls_string video = default_display_backend(), script, font, root_name = "root_container.xml", first_page;
-    args->has_arg("--ozgi-video=", false, &video);
+    cls_string script, font, root_name = "root_container.xml", first_page;
     bool has_script = args->has_arg("--ozgi-script=", false, &script);
     if (args->has_arg("--ozgi-font=", false, &font)) cls_font_mgr::ins()->set_font_paths(font);
     args->has_arg("--ozgi-root=", false, &root_name);
     args->has_arg("--ozgi-first-page=", false, &first_page);
-    int rotate = option_int("--ozgi-rotate=", 0);
-    int scale = option_int("--ozgi-scale=", 1);
-    bool fullscreen = args->has_arg("--ozgi-fullscreen", true);
-    d->rotate = rotate;
+    display_options_t display;
+    cls_string error;
+    if (!display_options_t::from_args(args->args(), &display, &error)) OZGI_FATAL("%s", error.c_str());
 
     std::ifstream script_file;
     if (has_script) {
@@ -465,11 +458,9 @@ int cls_ozgi_gui::start_gui() {
     d->width = root->screen_width();
     d->height = root->screen_height();
 
-    cls_string error;
-    d->backend = create_display_backend(video, rotate, scale, fullscreen, &error);
-    if (d->backend.is_null()) OZGI_FATAL("Can't use the display %s: %s", video.c_str(), error.c_str());
     cls_string title = root->window_title().is_empty() ? cls_string("ozgi") : root->window_title();
-    if (!d->backend->open(d->width, d->height, title, &error)) OZGI_FATAL("Can't open the display: %s", error.c_str());
+    d->backend = open_display_backend(display, d->width, d->height, title, &error);
+    if (d->backend.is_null()) OZGI_FATAL("%s", error.c_str());
     ozgi_delete(d->framebuffer);
     d->framebuffer = OZGI_NEW(cls_array<uint32_t>)();
     for (int i = 0; i < d->width * d->height; ++i) d->framebuffer->append(0xff000000u);

@@ -24,7 +24,6 @@ struct cls_ozgi_gui::impl_t {
     cls_array<uint32_t>* framebuffer = nullptr;
     int width = 0;
     int height = 0;
-    int rotate = 0;
     // The rectangles to repaint in this loop turn, and those the last repaint drew.
     std::vector<cls_rect> dirty;
     std::vector<cls_rect> painted;

@@ -36,15 +36,6 @@ void split_words(const cls_string& text, std::vector<cls_string>* words) {
     }
 }
 
-void to_physical(impl_t* d, int x, int y, int* px, int* py) {
-    switch (d->rotate) {
-    case 90: *px = d->height - 1 - y; *py = x; break;
-    case 180: *px = d->width - 1 - x; *py = d->height - 1 - y; break;
-    case 270: *px = y; *py = d->width - 1 - x; break;
-    default: *px = x; *py = y; break;
-    }
-}
-
 void inject_touch(impl_t* d, input_t::type_t type, int px, int py) {
     input_t in;
     in.type = type;
@@ -131,16 +122,16 @@ void run_command(impl_t* d, const cls_string& line) {
         int x, y, w, h;
         item->screen_rect(&x, &y, &w, &h);
         int px, py;
-        to_physical(d, x + w / 2, y + h / 2, &px, &py);
+        d->backend->to_physical(x + w / 2, y + h / 2, &px, &py);
         inject_touch(d, input_t::PRESS, px, py);
         inject_touch(d, input_t::RELEASE, px, py);
     } else if (cmd == "key") {
         if (rest.is_empty()) script_fail(d, "key needs a key name");
         input_t in;
-        in.type = input_t::KEY_DOWN;
+        in.type = input_t::KEY_PRESS;
         in.key_name = rest;
         d->backend->inject_input(in);
-        in.type = input_t::KEY_UP;
+        in.type = input_t::KEY_RELEASE;
         d->backend->inject_input(in);
     } else if (cmd == "wait") {
         int ms = 0;
