@@ -28,7 +28,10 @@ def build_program(arch):
         subprocess.run(['cmake', '--build', build, '-j%d' % os.cpu_count(), '--target', 'vesk'], check=True,
                        stdout=subprocess.DEVNULL)
         return os.path.join(build, 'vesk')
-    subprocess.run([os.path.join(ROOT, 'scripts', 'cross'), arch], check=True)
+    r = subprocess.run([os.path.join(ROOT, 'scripts', 'cross'), arch])
+    if r.returncode != 0:
+        # 75: the Debian archive was being synchronised; the caller may retry.
+        sys.exit(r.returncode)
     return os.path.join(ROOT, 'build-' + arch, 'vesk')
 
 
@@ -37,15 +40,16 @@ def prepare(arch, backend_names, work):
     program = build_program(arch)
     menu_dir = menu.make(os.path.join(work, 'menu'))
     helper = helpers.build_mtouch(arch, work)
-    extra = [('/usr/bin/mtouch', helper)]
-    trees = []
+    extra = [('/usr/bin/mtouch', helper), ('/usr/bin/kdmode', helpers.build(arch, work, 'kdmode'))]
+    elves, files = [], []
     for name in backend_names:
-        e, t = checks.image_extras(arch, name)
-        extra += e
-        trees += t
+        e, f = checks.image_extras(arch, name)
+        elves += e
+        files += f
     initrd = os.path.join(work, 'initrd.cpio')
     t0 = time.time()
-    kernel, libs = image.make(arch, program, initrd, menu_dir, extra_trees=trees, helpers=extra)
+    kernel, libs = image.make(arch, program, initrd, menu_dir, extra_elves=elves, helpers=extra,
+                              extra_files=files)
     info = {'program': program, 'menu': menu_dir, 'initrd_bytes': os.path.getsize(initrd),
             'kernel_bytes': os.path.getsize(kernel), 'libs': libs, 'image_seconds': time.time() - t0}
     return kernel, initrd, info
@@ -66,19 +70,23 @@ def main(argv):
     p = argparse.ArgumentParser(prog='scripts/board', description=__doc__)
     p.add_argument('arch', choices=sorted(arches.ARCHES))
     p.add_argument('--test', action='store_true', help='run the checks, then stop the VM')
-    p.add_argument('--memory', type=int, default=512, help='the VM memory in MB')
+    p.add_argument('--memory', type=int, default=0,
+                   help='the VM memory in MB (default 512; 1024 with sdl-kmsdrm, whose Mesa and LLVM '
+                   'the initramfs holds)')
     p.add_argument('--only', default='', help='comma-separated names of the checks to run')
     p.add_argument('--system', action='store_true',
                    help='a Debian 12 system with the vesk package and its boot service instead '
                         '(scripts/system-image, scripts/system-test)')
-    p.add_argument('backends', nargs='*', help='fbdev, sdl-kmsdrm (default: all)')
+    p.add_argument('backends', nargs='*', help='fbdev, sdl-kmsdrm (default: fbdev)')
     a = p.parse_intermixed_args(argv)
     if a.system:
         return system(a.arch, a.test)
-    names = a.backends or list(backends.BACKENDS)
+    names = a.backends or list(backends.DEFAULT_BACKENDS)
     for n in names:
         if n not in backends.BACKENDS:
             p.error('unknown backend %s (%s)' % (n, ', '.join(backends.BACKENDS)))
+    if not a.memory:
+        a.memory = 1024 if 'sdl-kmsdrm' in names else 512
     work = os.path.join(ROOT, 'build-board', a.arch)
     os.makedirs(work, exist_ok=True)
     kernel, initrd, info = prepare(a.arch, names, work)

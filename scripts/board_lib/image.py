@@ -183,22 +183,28 @@ mkdir -p /dev/pts /tmp /run
 mount -t devpts devpts /dev/pts
 mount -t tmpfs tmp /tmp
 while read m; do insmod "$m" 2>/dev/null; done < /etc/modules.list
+# Keys the console sees: Ctrl+Alt+Del reboots at once (as on a board whose init
+# reboots on it), so a key that leaks to the console shows.
+echo 1 > /proc/sys/kernel/ctrl-alt-del
 # The devices appear as their drivers bind: wait for the display and inputs.
 i=0; while [ ! -e /dev/fb0 ] && [ $i -lt 100 ]; do sleep 0.1; i=$((i+1)); done
 export HOME=/root PATH=/bin:/usr/bin
 mkdir -p /root
 echo "board: up $(cut -d' ' -f1 /proc/uptime)"
-exec sh
+# The serial shell; init must not end, so a shell that exits is started again.
+trap '' PIPE
+while true; do sh; done
 '''
 
 
-def make(arch, program, out_path, menu_dir, extra_elves=(), extra_trees=(), helpers=()):
+def make(arch, program, out_path, menu_dir, extra_elves=(), extra_trees=(), helpers=(), extra_files=()):
     """Writes the initramfs to `out_path` and returns the kernel image path.
 
     `program`: the built vesk; `menu_dir`: a menu directory put at /menu;
     `extra_elves`: (image path, host path) of more programs or libraries
     whose closure is wanted (helpers, dlopen()ed libraries); `extra_trees`:
-    (image path, host directory) copied as they are."""
+    (image path, host directory) copied as they are; `extra_files`: (image
+    path, host path) of data files."""
     a = arches.ARCHES[arch]
     tree, release = kernel_tree(arch)
     bb = busybox(arch)
@@ -215,15 +221,26 @@ def make(arch, program, out_path, menu_dir, extra_elves=(), extra_trees=(), help
         names.append('/' + rel)
     w.file('/etc/modules.list', ('\n'.join(names) + '\n').encode())
     elves = [('/usr/bin/vesk', program)] + list(extra_elves)
+    # Files that are one (Mesa's drivers are hard links of one another) are
+    # stored once, the other names as symbolic links to it.
+    stored = {}
     for dst, src in elves:
+        key = (os.stat(src).st_dev, os.stat(src).st_ino)
+        if key in stored:
+            w.symlink(dst, os.path.relpath(stored[key], os.path.dirname(dst)))
+            continue
+        stored[key] = dst
         w.copy(dst, src, 0o755)
-    dynamic = [src for _, src in elves if interpreter(src)]
+    for dst, src in extra_files:
+        w.copy(dst, src)
+    dynamic = [src for _, src in elves]
     libs = library_closure(dynamic, a.sysroot, a.lib_dirs)
     for lib in libs:
         src = os.path.realpath(os.path.join(a.sysroot, lib.lstrip('/')))
-        w.copy(lib, src, 0o755)
-    if dynamic:
-        interp = interpreter(dynamic[0])
+        if lib.lstrip('/') not in w.names:
+            w.copy(lib, src, 0o755)
+    interp = interpreter(program)
+    if interp:
         w.copy(interp, os.path.realpath(os.path.join(a.sysroot, interp.lstrip('/'))), 0o755)
     for f in FONTS:
         w.copy('/fonts/' + os.path.basename(f), f)

@@ -118,6 +118,7 @@ class serial_shell_t(serial_t):
     def run(self, command, timeout=60, check=True):
         self.count += 1
         tag = 'END%d' % self.count
+        self.log.write(('\n[board sh %d] %s\n' % (self.count, command)).encode())
         self.sock.sendall(('%s; echo "@@%s@$?@@"\n' % (command, tag)).encode())
         rx = re.compile((r'@@%s@(\d+)@@' % tag).encode())
         deadline = time.time() + timeout
@@ -181,7 +182,7 @@ class board_t:
     def wait_booted(self, timeout=240):
         """Waits for the init script's shell; returns the seconds since start."""
         self.serial.wait_for(rb'board: up [0-9.]+', timeout)
-        self.serial.run('stty -echo 2>/dev/null; true', check=False)
+        self.serial.run("stty -echo 2>/dev/null; PS1=''", check=False)
         return time.time() - self.started
 
     def sh(self, command, timeout=60, check=True):
@@ -227,19 +228,21 @@ class board_t:
     def _btn(self, down):
         return [{'type': 'btn', 'data': {'down': down, 'button': 'left'}}]
 
-    def pointer(self, events, device='tablet0'):
+    def pointer(self, events, device=None):
+        """Sends pointer events to the active tablet, or with `device` (a
+        display's id) to the tablet bound to that display."""
         args = {'events': events}
         if device:
             args['device'] = device
         self.qmp.cmd('input-send-event', **args)
 
-    def tap(self, x, y, device='tablet0'):
+    def tap(self, x, y, device=None):
         self.pointer(self._abs(x, y), device)
         self.pointer(self._btn(True), device)
         time.sleep(0.05)
         self.pointer(self._btn(False), device)
 
-    def drag(self, x0, y0, x1, y1, steps=10, device='tablet0'):
+    def drag(self, x0, y0, x1, y1, steps=10, device=None):
         self.pointer(self._abs(x0, y0), device)
         self.pointer(self._btn(True), device)
         for i in range(1, steps + 1):
@@ -247,7 +250,7 @@ class board_t:
             time.sleep(0.03)
         self.pointer(self._btn(False), device)
 
-    def key(self, qcode, device='keyboard0'):
+    def key(self, qcode, device=None):
         """Presses and releases one key (a QEMU qcode: 'down', 'ret', 'esc'...)."""
         for down in (True, False):
             ev = [{'type': 'key', 'data': {'down': down, 'key': {'type': 'qcode', 'data': qcode}}}]

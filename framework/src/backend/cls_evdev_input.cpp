@@ -181,8 +181,12 @@ bool cls_evdev_input::add(const char* path, bool only_if_useful) {
     device_t* dev = OZGI_NEW(device_t)();
     dev->fd = fd;
     dev->path = path;
+    // The kernel answers EVIOCGABS for any axis of a device with some: only
+    // one that has ABS_MT_SLOT has slots.
+    unsigned long abs[BITS_FOR(ABS_MAX)] = {};
     input_absinfo slots{};
-    if (::ioctl(fd, EVIOCGABS(ABS_MT_SLOT), &slots) == 0 && slots.maximum >= 0)
+    if (::ioctl(fd, EVIOCGBIT(EV_ABS, sizeof abs), abs) >= 0 && test_bit(abs, ABS_MT_SLOT) &&
+        ::ioctl(fd, EVIOCGABS(ABS_MT_SLOT), &slots) == 0 && slots.maximum >= 0)
         dev->slots = std::min(slots.maximum + 1, static_cast<int>(cls_evdev_decoder::MAX_SLOTS));
     dev->decoder.setup(axis_range(fd, ABS_X, ABS_Y, m_fallback),
                        axis_range(fd, ABS_MT_POSITION_X, ABS_MT_POSITION_Y, m_fallback), m_panel_w, m_panel_h);
