@@ -25,7 +25,7 @@ BACKENDS = {
 # What `scripts/board ARCH --test` runs when no backend is named.
 # FIXME: sdl-kmsdrm starts (EGL loads kms_swrast) but the screen stays black
 # on the virtio GPU; it is left out until that is understood.
-DEFAULT_BACKENDS = ['fbdev']
+DEFAULT_BACKENDS = ['drm', 'fbdev']
 
 
 def command(backend, menu='/menu', extra=()):

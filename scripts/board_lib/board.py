@@ -38,6 +38,9 @@ def build_program(arch):
 def prepare(arch, backend_names, work):
     """Builds what the image holds and writes it; returns (kernel, initrd, info)."""
     program = build_program(arch)
+    if arch == 'arm64':
+        # A clean clone has its sysroot only now that the cross build made it.
+        arches.ARCHES[arch].sysroot = arches._arm64_sysroot()
     menu_dir = menu.make(os.path.join(work, 'menu'))
     helper = helpers.build_mtouch(arch, work)
     extra = [('/usr/bin/mtouch', helper), ('/usr/bin/kdmode', helpers.build(arch, work, 'kdmode'))]
@@ -77,7 +80,7 @@ def main(argv):
     p.add_argument('--system', action='store_true',
                    help='a Debian 12 system with the vesk package and its boot service instead '
                         '(scripts/system-image, scripts/system-test)')
-    p.add_argument('backends', nargs='*', help='fbdev, sdl-kmsdrm (default: fbdev)')
+    p.add_argument('backends', nargs='*', help='drm, fbdev, sdl-kmsdrm (default: drm and fbdev)')
     a = p.parse_intermixed_args(argv)
     if a.system:
         return system(a.arch, a.test)

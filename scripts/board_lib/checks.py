@@ -321,6 +321,89 @@ def check_sigkill_restores_console(ctx):
     wait_console(ctx, 'sigkill')
 
 
+def check_terminal_switch(ctx):
+    """drm: switching to another terminal and back (chvt from the serial
+    shell) lets go of the display and takes it back with a full repaint."""
+    if ctx.backend != 'drm':
+        return 'only for drm'
+    before = ctx.board.screendump('vt-before.ppm')
+    ctx.board.sh('chvt 2')
+    away = ctx.board.wait_frame(changed_from=before, timeout=20)
+    if pictures.differences(away, before)[0] == 0:
+        raise vm.board_error('chvt 2 left vesk\'s picture on the screen')
+    if not ctx.vesk_alive():
+        raise vm.board_error('vesk ended on the switch away: ' + ctx.vesk_log()[-600:])
+    t0 = time.time()
+    ctx.board.sh('chvt 1')
+    ctx.expect('terminal_back', timeout=30)
+    ctx.figures['vt_back_to_picture_s'] = time.time() - t0
+
+
+def check_display_held(ctx):
+    """drm: a second vesk finds the display held by the first, says so naming
+    it (from debugfs), and ends without disturbing the first one's picture."""
+    if ctx.backend != 'drm':
+        return 'only for drm'
+    ctx.board.sh('mountpoint -q /sys/kernel/debug || mount -t debugfs none /sys/kernel/debug', check=False)
+    pid = ctx.board.sh('cat /tmp/vesk.pid')[1].split()[-1]
+    b = backends.BACKENDS[ctx.backend]
+    cmd = ' '.join(['/usr/bin/vesk', '--dir=/menu', backends.FONT_OPTION] + b.options +
+                   ['</dev/null', '>/tmp/second.log', '2>&1'])
+    st, _ = ctx.board.sh(cmd, check=False)
+    text = ctx.board.sh('cat /tmp/second.log', check=False)[1]
+    expected = ('The display card /dev/dri/card0 is held by another program (vesk (pid %s)); stop it first.'
+                % pid)
+    if st == 0 or expected not in text:
+        raise vm.board_error('a second vesk (status %d) said: %s' % (st, text[-600:]))
+    if not ctx.vesk_alive():
+        raise vm.board_error('the first vesk ended')
+    ctx.expect('display_held_same_frame')
+
+
+def uptime(ctx):
+    return float(ctx.board.sh('cut -d" " -f1 /proc/uptime')[1].split()[-1])
+
+
+def timed_run(ctx, name, lines, repeat):
+    """Seconds a run of vesk in the foreground takes with the automation
+    `lines` `repeat` times over (then quit)."""
+    path = '/tmp/%s.ozs' % name
+    # Written by a loop in the guest: the serial line takes a few KiB at most.
+    ctx.board.sh("i=0; while [ $i -lt %d ]; do printf '%%s\\n' %s; i=$((i+1)); done > %s; echo quit >> %s" % (
+        repeat, ' '.join("'%s'" % l for l in lines), path, path))
+    b = backends.BACKENDS[ctx.backend]
+    cmd = ' '.join(([b.env] if b.env else []) + ['/usr/bin/vesk', '--dir=/menu', backends.FONT_OPTION] +
+                   b.options + ['--ozgi-script=' + path, '</dev/null', '>/tmp/vesk.log', '2>&1'])
+    t0 = uptime(ctx)
+    ctx.board.sh(cmd, timeout=600)
+    return uptime(ctx) - t0
+
+
+def check_figures(ctx):
+    """Figures, not checks: the idle CPU of a running vesk, and the time a focus
+    move and a full repaint (a page opened or closed) take: the difference
+    between a long and a short run of each, so that starting and ending cancel."""
+    if not ctx.vesk_alive():
+        ctx.history = []
+        ctx.start_vesk()
+        ctx.expect('figures_start', timeout=120)
+    pid = ctx.board.sh('cat /tmp/vesk.pid')[1].split()[-1]
+    ticks = "awk '{print $14+$15}' /proc/%s/stat" % pid
+    a = int(ctx.board.sh(ticks)[1].split()[-1])
+    t0 = uptime(ctx)
+    time.sleep(10)
+    b = int(ctx.board.sh(ticks)[1].split()[-1])
+    # The kernel counts CPU time in ticks of 1/100 s in /proc.
+    ctx.figures['idle_cpu_percent'] = (b - a) / (uptime(ctx) - t0)
+    ctx.board.sh('kill -TERM %s; while kill -0 %s 2>/dev/null; do sleep 0.1; done' % (pid, pid))
+    focus = ['key Down', 'wait 1', 'key Up', 'wait 1']
+    pages = ['tap %d %d' % LONG_MENU, 'wait 1', 'key Escape', 'wait 1']
+    short, long_ = timed_run(ctx, 'focus50', focus, 50), timed_run(ctx, 'focus250', focus, 250)
+    ctx.figures['focus_move_ms'] = (long_ - short) * 1000.0 / 400
+    short, long_ = timed_run(ctx, 'pages50', pages, 50), timed_run(ctx, 'pages150', pages, 150)
+    ctx.figures['full_repaint_ms'] = (long_ - short) * 1000.0 / 200
+
+
 def check_kmsdrm_names_a_missing_library(ctx):
     """Without libGL SDL's KMSDRM display would stay black, saying nothing:
     vesk ends with a message naming the library and its package."""
@@ -343,8 +426,9 @@ def check_kmsdrm_names_a_missing_library(ctx):
 
 
 CHECKS = [check_first_frame, check_tablet_tap, check_keys, check_drag, check_multitouch,
-          check_usb_tablet_hotplug, check_console_keys, check_exit_restores_console,
-          check_sigterm_restores_console, check_sigkill_restores_console, check_kmsdrm_names_a_missing_library]
+          check_usb_tablet_hotplug, check_console_keys, check_terminal_switch, check_display_held,
+          check_exit_restores_console, check_sigterm_restores_console, check_sigkill_restores_console,
+          check_kmsdrm_names_a_missing_library, check_figures]
 
 
 def run_all(arch, backend, kernel, initrd, info, work, memory, only):

@@ -43,7 +43,8 @@ connector_t make_output(uint32_t id, const char* name, bool connected, std::vect
 // Flips complete only when the test says so.
 class fake_card_t : public if_drm_device {
 public:
-    std::map<std::string, std::vector<connector_t>> cards_;
+    // The outputs of each card, by its path.
+    std::map<std::string, std::vector<connector_t>> outputs;
     std::vector<uint32_t> formats{XRGB8888, RGB565};
     bool busy = false;
     cls_string holder;
@@ -64,11 +65,11 @@ public:
     }
     std::vector<cls_string> cards() override {
         std::vector<cls_string> out;
-        for (auto& c : cards_) out.push_back(cls_string(c.first.c_str()));
+        for (auto& c : outputs) out.push_back(cls_string(c.first.c_str()));
         return out;
     }
     bool open(const cls_string& path, cls_string* error) override {
-        if (!cards_.count(path.c_str())) {
+        if (!outputs.count(path.c_str())) {
             *error = cls_string("Can't open the display card ") + path + ": No such file or directory.";
             return false;
         }
@@ -77,7 +78,7 @@ public:
     }
     int fd() const override { return m_pipe[0]; }
     bool connectors(std::vector<connector_t>* out, cls_string*) override {
-        *out = cards_[opened];
+        *out = outputs[opened];
         return true;
     }
     master_t take_master() override { return busy ? MASTER_BUSY : MASTER_TAKEN; }
@@ -160,8 +161,8 @@ void complete_flip(fake_card_t* card, cls_drm_backend* backend) {
 
 TEST(drm, uses_the_preferred_mode_of_the_first_connected_output) {
     fake_card_t* card = OZGI_NEW(fake_card_t)();
-    card->cards_["/dev/dri/card0"] = {make_output(1, "Virtual-1", false, {make_mode(1024, 768, true, 0)})};
-    card->cards_["/dev/dri/card1"] = {
+    card->outputs["/dev/dri/card0"] = {make_output(1, "Virtual-1", false, {make_mode(1024, 768, true, 0)})};
+    card->outputs["/dev/dri/card1"] = {
         make_output(2, "HDMI-A-1", false, {make_mode(1920, 1080, true, 0)}),
         make_output(3, "DSI-1", true, {make_mode(1280, 1024, false, 0), make_mode(640, 800, true, 1)})};
     opened_t o(card, options({}), 640, 800);
@@ -183,7 +184,7 @@ TEST(drm, without_a_preferred_mode_takes_the_first) {
 
 TEST(drm, an_output_can_be_named) {
     fake_card_t* card = OZGI_NEW(fake_card_t)();
-    card->cards_["/dev/dri/card0"] = {make_output(1, "HDMI-A-1", true, {make_mode(1920, 1080, true, 0)}),
+    card->outputs["/dev/dri/card0"] = {make_output(1, "HDMI-A-1", true, {make_mode(1920, 1080, true, 0)}),
                                       make_output(2, "DSI-1", true, {make_mode(720, 1280, true, 0)})};
     opened_t o(card, options({"--ozgi-drm=/dev/dri/card0", "--ozgi-drm-connector=DSI-1"}), 640, 800);
     ASSERT_TRUE(o.ok) << o.error;
@@ -194,21 +195,21 @@ TEST(drm, an_output_can_be_named) {
 TEST(drm, says_why_no_output_can_be_used) {
     {
         fake_card_t* card = OZGI_NEW(fake_card_t)();
-        card->cards_["/dev/dri/card0"] = {make_output(1, "HDMI-A-1", true, {make_mode(1920, 1080, true, 0)})};
+        card->outputs["/dev/dri/card0"] = {make_output(1, "HDMI-A-1", true, {make_mode(1920, 1080, true, 0)})};
         opened_t o(card, options({"--ozgi-drm-connector=DSI-1"}), 640, 800);
         EXPECT_FALSE(o.ok);
         EXPECT_EQ(o.error, "The display card /dev/dri/card0 has no output DSI-1 (it has: HDMI-A-1).");
     }
     {
         fake_card_t* card = OZGI_NEW(fake_card_t)();
-        card->cards_["/dev/dri/card0"] = {make_output(1, "HDMI-A-1", false, {}), make_output(2, "VGA-1", false, {})};
+        card->outputs["/dev/dri/card0"] = {make_output(1, "HDMI-A-1", false, {}), make_output(2, "VGA-1", false, {})};
         opened_t o(card, options({}), 640, 800);
         EXPECT_FALSE(o.ok);
         EXPECT_EQ(o.error, "The display card /dev/dri/card0 has no connected output (it has: HDMI-A-1, VGA-1).");
     }
     {
         fake_card_t* card = OZGI_NEW(fake_card_t)();
-        card->cards_["/dev/dri/card0"] = {make_output(1, "HDMI-A-1", false, {})};
+        card->outputs["/dev/dri/card0"] = {make_output(1, "HDMI-A-1", false, {})};
         opened_t o(card, options({"--ozgi-drm-connector=HDMI-A-1"}), 640, 800);
         EXPECT_FALSE(o.ok);
         EXPECT_EQ(o.error, "The output HDMI-A-1 of the display card /dev/dri/card0 is not connected.");
@@ -224,27 +225,27 @@ TEST(drm, says_why_no_output_can_be_used) {
 
 TEST(drm, a_smaller_panel_names_both_sizes) {
     fake_card_t* card = OZGI_NEW(fake_card_t)();
-    card->cards_["/dev/dri/card0"] = {make_output(1, "DSI-1", true, {make_mode(800, 600, true, 0)})};
+    card->outputs["/dev/dri/card0"] = {make_output(1, "DSI-1", true, {make_mode(800, 600, true, 0)})};
     opened_t o(card, options({}), 640, 800);
     EXPECT_FALSE(o.ok);
     EXPECT_EQ(o.error, "The display DSI-1 on /dev/dri/card0 is 800x600 pixels, smaller than the 640x800 picture.");
     // Turned a quarter, the same picture fits.
     fake_card_t* card2 = OZGI_NEW(fake_card_t)();
-    card2->cards_["/dev/dri/card0"] = {make_output(1, "DSI-1", true, {make_mode(800, 640, true, 0)})};
+    card2->outputs["/dev/dri/card0"] = {make_output(1, "DSI-1", true, {make_mode(800, 640, true, 0)})};
     opened_t turned(card2, options({}, 90), 640, 800);
     EXPECT_TRUE(turned.ok) << turned.error;
 }
 
 TEST(drm, a_display_held_by_another_program_is_named) {
     fake_card_t* card = OZGI_NEW(fake_card_t)();
-    card->cards_["/dev/dri/card0"] = {make_output(1, "DSI-1", true, {make_mode(640, 800, true, 0)})};
+    card->outputs["/dev/dri/card0"] = {make_output(1, "DSI-1", true, {make_mode(640, 800, true, 0)})};
     card->busy = true;
     card->holder = "weston (pid 412)";
     opened_t o(card, options({}), 640, 800);
     EXPECT_FALSE(o.ok);
     EXPECT_EQ(o.error, "The display card /dev/dri/card0 is held by another program (weston (pid 412)); stop it first.");
     fake_card_t* unknown = OZGI_NEW(fake_card_t)();
-    unknown->cards_["/dev/dri/card0"] = card->cards_["/dev/dri/card0"];
+    unknown->outputs["/dev/dri/card0"] = card->outputs["/dev/dri/card0"];
     unknown->busy = true;
     opened_t o2(unknown, options({}), 640, 800);
     EXPECT_EQ(o2.error, "The display card /dev/dri/card0 is held by another program (a display server or another "
@@ -256,7 +257,7 @@ TEST(drm, formats_xrgb8888_and_rgb565) {
     std::vector<uint32_t> picture(4 * 2, color);
     {
         fake_card_t* card = OZGI_NEW(fake_card_t)();
-        card->cards_["/dev/dri/card0"] = {make_output(1, "DSI-1", true, {make_mode(4, 2, true, 0)})};
+        card->outputs["/dev/dri/card0"] = {make_output(1, "DSI-1", true, {make_mode(4, 2, true, 0)})};
         opened_t o(card, options({}), 4, 2);
         ASSERT_TRUE(o.ok) << o.error;
         o.backend->present(picture.data(), 4, cls_rect{0, 0, 4, 2});
@@ -269,7 +270,7 @@ TEST(drm, formats_xrgb8888_and_rgb565) {
     // A card that can't show XRGB8888 gets RGB565.
     for (bool asked : {false, true}) {
         fake_card_t* card = OZGI_NEW(fake_card_t)();
-        card->cards_["/dev/dri/card0"] = {make_output(1, "DSI-1", true, {make_mode(4, 2, true, 0)})};
+        card->outputs["/dev/dri/card0"] = {make_output(1, "DSI-1", true, {make_mode(4, 2, true, 0)})};
         if (!asked) card->formats = {if_drm_device::RGB565};
         opened_t o(card, asked ? options({"--ozgi-drm-format=RGB565"}) : options({}), 4, 2);
         ASSERT_TRUE(o.ok) << o.error;
@@ -281,7 +282,7 @@ TEST(drm, formats_xrgb8888_and_rgb565) {
     }
     // Asked for a format the card can't show, it says so.
     fake_card_t* card = OZGI_NEW(fake_card_t)();
-    card->cards_["/dev/dri/card0"] = {make_output(1, "DSI-1", true, {make_mode(4, 2, true, 0)})};
+    card->outputs["/dev/dri/card0"] = {make_output(1, "DSI-1", true, {make_mode(4, 2, true, 0)})};
     card->formats = {if_drm_device::XRGB8888};
     opened_t o(card, options({"--ozgi-drm-format=RGB565"}), 4, 2);
     EXPECT_FALSE(o.ok);
@@ -293,7 +294,7 @@ TEST(drm, formats_xrgb8888_and_rgb565) {
 
 TEST(drm, a_larger_panel_shows_the_picture_centred_on_black) {
     fake_card_t* card = OZGI_NEW(fake_card_t)();
-    card->cards_["/dev/dri/card0"] = {make_output(1, "HDMI-A-1", true, {make_mode(10, 8, true, 0)})};
+    card->outputs["/dev/dri/card0"] = {make_output(1, "HDMI-A-1", true, {make_mode(10, 8, true, 0)})};
     opened_t o(card, options({}), 4, 2);
     ASSERT_TRUE(o.ok) << o.error;
     std::vector<uint32_t> picture(8, 0xFF123456u);
@@ -309,7 +310,7 @@ TEST(drm, a_larger_panel_shows_the_picture_centred_on_black) {
 TEST(drm, each_buffer_catches_up_with_what_changed_while_the_other_showed) {
     const int W = 8, H = 4;
     fake_card_t* card = OZGI_NEW(fake_card_t)();
-    card->cards_["/dev/dri/card0"] = {make_output(1, "DSI-1", true, {make_mode(W, H, true, 0)})};
+    card->outputs["/dev/dri/card0"] = {make_output(1, "DSI-1", true, {make_mode(W, H, true, 0)})};
     opened_t o(card, options({}), W, H);
     ASSERT_TRUE(o.ok) << o.error;
     ASSERT_EQ(card->set_fbs.size(), 1u);
@@ -351,7 +352,7 @@ TEST(drm, each_buffer_catches_up_with_what_changed_while_the_other_showed) {
 
 TEST(drm, the_picture_is_turned_as_asked) {
     fake_card_t* card = OZGI_NEW(fake_card_t)();
-    card->cards_["/dev/dri/card0"] = {make_output(1, "DSI-1", true, {make_mode(2, 4, true, 0)})};
+    card->outputs["/dev/dri/card0"] = {make_output(1, "DSI-1", true, {make_mode(2, 4, true, 0)})};
     opened_t o(card, options({}, 90), 4, 2);
     ASSERT_TRUE(o.ok) << o.error;
     std::vector<uint32_t> picture(8, 0xFF000000u);

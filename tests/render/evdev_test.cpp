@@ -12,14 +12,8 @@
 #include <vector>
 
 #include "backend/cls_evdev_decoder.h"
-#include "ozgi/cls_input_args.h"
 #include "ozgi/if_display_backend.h"
-// After the framework's headers: the kernel's KEY_UP and KEY_DOWN.
 #include "fbdev_test_util.h"
-
-constexpr int LINUX_KEY_DOWN = KEY_DOWN;
-#undef KEY_UP
-#undef KEY_DOWN
 
 using namespace ozgi;
 using namespace fbdev_test;
@@ -42,14 +36,14 @@ std::vector<input_t> run(const records_t& records, const std::string& range = ""
     temp_dir_t dir;
     { std::ofstream fb(dir.at("fb")); }
     records.write_to(dir.at("in"));
-    cls_array<cls_string> args;
+    display_options_t options;
+    options.video = "fbdev";
     for (std::string a : {"--ozgi-fbdev=" + dir.at("fb"), std::string("--ozgi-fb-geometry=64x32:32"),
                           "--ozgi-input=" + dir.at("in")})
-        args.append(cls_string(a.c_str()));
-    if (!range.empty()) args.append(cls_string(("--ozgi-input-range=" + range).c_str()));
-    cls_input_args::ins()->set_args(args);
+        options.settings.append(cls_string(a.c_str()));
+    if (!range.empty()) options.settings.append(cls_string(("--ozgi-input-range=" + range).c_str()));
     cls_string error;
-    cls_sp<if_display_backend> backend = create_display_backend("fbdev", 0, 1, false, &error);
+    cls_sp<if_display_backend> backend = create_display_backend(options, &error);
     std::vector<input_t> all;
     if (backend.is_null() || !backend->open(64, 32, "test", &error)) {
         ADD_FAILURE() << error.c_str();
@@ -71,8 +65,8 @@ std::vector<std::string> describe(const std::vector<input_t>& all) {
         case input_t::PRESS: std::snprintf(text, sizeof text, "P %d %d", in.x, in.y); break;
         case input_t::MOVE: std::snprintf(text, sizeof text, "M %d %d", in.x, in.y); break;
         case input_t::RELEASE: std::snprintf(text, sizeof text, "R %d %d", in.x, in.y); break;
-        case input_t::KEY_DOWN: std::snprintf(text, sizeof text, "+%s", in.key_name.c_str()); break;
-        case input_t::KEY_UP: std::snprintf(text, sizeof text, "-%s", in.key_name.c_str()); break;
+        case input_t::KEY_PRESS: std::snprintf(text, sizeof text, "+%s", in.key_name.c_str()); break;
+        case input_t::KEY_RELEASE: std::snprintf(text, sizeof text, "-%s", in.key_name.c_str()); break;
         default: std::snprintf(text, sizeof text, "? %d", static_cast<int>(in.type)); break;
         }
         out.push_back(text);
@@ -145,7 +139,7 @@ TEST(evdev, a_release_lost_to_syn_dropped_is_made_good) {
     // a new press, not a drag from the old one.
     records_t r;
     slot(r, 0, 1, 10, 10).syn();
-    r.ev(EV_KEY, LINUX_KEY_DOWN, 1).syn();
+    r.ev(EV_KEY, KEY_DOWN, 1).syn();
     r.ev(EV_SYN, SYN_DROPPED, 0);
     // Records up to the report after SYN_DROPPED are only part of a frame.
     r.ev(EV_ABS, ABS_MT_POSITION_X, 40).ev(EV_KEY, KEY_A, 1).syn();

@@ -62,22 +62,4 @@ void cls_display_backend::poll_with(std::vector<pollfd>* extra, int timeout_ms, 
     ::poll(extra->data(), extra->size(), timeout_ms < 0 ? -1 : timeout_ms);
 }
 
-bool cls_display_backend::option_int(const char* prefix, int* out, cls_string* error) const {
-    cls_string text;
-    if (!m_options.value(prefix, &text)) return true;
-    int v = 0;
-    bool ok = text.length() > 0 && text.length() <= 9;
-    for (int i = 0; ok && i < text.length(); ++i) {
-        if (text[i] < '0' || text[i] > '9') ok = false;
-        else v = v * 10 + (text[i] - '0');
-    }
-    if (!ok) {
-        cls_string reason;
-        if (error) *error = reason.print("Bad value of %s: \"%s\"", prefix, text.c_str());
-        return false;
-    }
-    *out = v;
-    return true;
-}
-
 } // namespace ozgi

@@ -48,9 +48,6 @@ protected:
     /// Polls `extra` together with the `nfds` descriptors `fds` for at most
     /// `timeout_ms` (-1: no limit); a signal ends it early.
     void poll_with(std::vector<pollfd>* extra, int timeout_ms, const int* fds, int nfds);
-    /// Reads the non-negative decimal option `prefix` into *out (left alone when
-    /// not given); false, with the reason, for anything else.
-    bool option_int(const char* prefix, int* out, cls_string* error) const;
 
 private:
     display_options_t m_options;
