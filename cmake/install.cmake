@@ -14,7 +14,18 @@ endif()
 # not write to /etc.
 install(FILES ${PROJECT_SOURCE_DIR}/packaging/vesk.service DESTINATION lib/systemd/system
         COMPONENT service EXCLUDE_FROM_ALL)
-install(FILES ${PROJECT_SOURCE_DIR}/packaging/vesk.default DESTINATION /etc/default RENAME vesk
+install(PROGRAMS ${PROJECT_SOURCE_DIR}/packaging/stopped DESTINATION libexec/vesk
+        COMPONENT service EXCLUDE_FROM_ALL)
+# The service's displays: those this build has, SDL last (it needs Mesa).
+set(VESK_SERVICE_VIDEO fbdev)
+if(OZGI_WITH_DRM)
+  set(VESK_SERVICE_VIDEO drm,${VESK_SERVICE_VIDEO})
+endif()
+if(OZGI_WITH_SDL)
+  set(VESK_SERVICE_VIDEO ${VESK_SERVICE_VIDEO},sdl)
+endif()
+configure_file(${PROJECT_SOURCE_DIR}/packaging/vesk.default.in ${PROJECT_BINARY_DIR}/packaging/vesk.default @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/packaging/vesk.default DESTINATION /etc/default RENAME vesk
         COMPONENT service EXCLUDE_FROM_ALL)
 
 # --- Debian package -----------------------------------------------------------

@@ -25,9 +25,14 @@ endif()
 # through fontconfig, so they are named here.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_DEPENDS "fonts-dejavu-core, fonts-wqy-microhei, fontconfig")
-# Mesa's DRI drivers give SDL's KMSDRM driver its EGL, kms_swrast included on
-# boards without a GPU driver.
-set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "libgl1-mesa-dri, adb")
+# The default display (fbdev) needs nothing but the kernel. A build with SDL
+# depends on libsdl2 (and through it on libgbm1); SDL's KMSDRM driver also
+# needs Mesa's EGL and DRI drivers (kms_swrast on boards without a GPU driver).
+if(OZGI_WITH_SDL)
+  set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "libegl-mesa0, libgl1-mesa-dri, adb")
+else()
+  set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "adb")
+endif()
 # /etc/default/vesk is the operator's to edit: an upgrade must keep it.
 file(WRITE ${PROJECT_BINARY_DIR}/packaging/conffiles "/etc/default/vesk\n")
 set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA ${PROJECT_BINARY_DIR}/packaging/conffiles)

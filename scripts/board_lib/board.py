@@ -58,6 +58,17 @@ def prepare(arch, backend_names, work):
     return kernel, initrd, info
 
 
+def system(arch, test):
+    """The installed system: image made with the package, booted under systemd."""
+    t0 = time.time()
+    subprocess.run([os.path.join(ROOT, 'scripts', 'system-image'), arch], check=True)
+    log('system image made in %.0f s' % (time.time() - t0))
+    cmd = [os.path.join(ROOT, 'scripts', 'system-test'), arch]
+    if not test:
+        cmd.append('--keep')
+    return subprocess.run(cmd).returncode
+
+
 def main(argv):
     p = argparse.ArgumentParser(prog='scripts/board', description=__doc__)
     p.add_argument('arch', choices=sorted(arches.ARCHES))
@@ -66,8 +77,13 @@ def main(argv):
                    help='the VM memory in MB (default 512; 1024 with sdl-kmsdrm, whose Mesa and LLVM '
                    'the initramfs holds)')
     p.add_argument('--only', default='', help='comma-separated names of the checks to run')
+    p.add_argument('--system', action='store_true',
+                   help='a Debian 12 system with the vesk package and its boot service instead '
+                        '(scripts/system-image, scripts/system-test)')
     p.add_argument('backends', nargs='*', help='drm, fbdev, sdl-kmsdrm (default: all three on amd64, drm and fbdev on arm64)')
     a = p.parse_intermixed_args(argv)
+    if a.system:
+        return system(a.arch, a.test)
     names = a.backends or list(backends.DEFAULT_BACKENDS[a.arch])
     for n in names:
         if n not in backends.BACKENDS:
