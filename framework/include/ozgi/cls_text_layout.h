@@ -102,7 +102,7 @@ private:
     /// The fields of one block of lines in m_blocks.
     enum block_field_t { B_START, B_FIRST_LINE, B_WIDEST, B_LAST_WIDTH, B_FIELDS };
     /// A block holds at most this many lines...
-    static constexpr int BLOCK_LINES = 64;
+    static constexpr int BLOCK_LINES = 256;
     /// ...and every line of it but the first starts less than this many bytes after it.
     static constexpr int BLOCK_BYTES = 4096;
     int block_count() const { return m_blocks.count() / B_FIELDS; }
