@@ -1,8 +1,9 @@
 #pragma once
-// The text of one label and its lines. The layout keeps an index of where every
-// line starts, so drawing touches only the lines inside the box (a label holding a
-// million lines draws as fast as one holding a hundred) and appending text scans
-// only the new text (and the last line, when wrapping), never what was there.
+// The text of one label and its lines. The layout keeps a sparse index of where
+// the lines start (one entry per block of lines), so drawing touches only the
+// blocks inside the box (a label holding a million lines draws as fast as one
+// holding a hundred) and appending text scans only the new text (and the last
+// line, when wrapping), never what was there.
 //
 // Newlines end lines only in multi-line mode. Invalid UTF-8 and control characters
 // (and newlines outside multi-line mode) are drawn as a replacement mark; a tab
