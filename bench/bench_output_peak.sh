@@ -10,7 +10,8 @@
 # as `head` passes them, one 300 MB line without a newline, and a --help that
 # never ends (a test whose help is yes). LIMITS default to the default limit
 # (16777216) and 1 MiB. The peak is the maximum resident set size that
-# /usr/bin/time -v reports for the whole run.
+# /usr/bin/time -v reports for the whole run. PEAK_PROGRAMS (panel cli_run) and
+# PEAK_WRITERS (yes fast10g oneline endless_help) pick a part of the cases.
 set -euo pipefail
 build=${1:-build}
 seconds=${2:-60}
@@ -76,9 +77,9 @@ cli_run() {  # test, limit -> peak kB
 
 printf '%-8s %-12s %-13s %10s %10s %10s  %s\n' program limit writer idle_kB peak_kB bound_kB verdict
 for limit in "${limits[@]}"; do
-    for program in panel cli_run; do
+    for program in ${PEAK_PROGRAMS:-panel cli_run}; do
         idle=$($program quiet "$limit")
-        for test in yes fast10g oneline endless_help; do
+        for test in ${PEAK_WRITERS:-yes fast10g oneline endless_help}; do
             if [ "$program" = cli_run ] && [ "$test" = endless_help ]; then
                 # vesk-cli reads a help only to run the test: check stands for it.
                 peak=$(VESK_OUTPUT_LIMIT=$limit /usr/bin/time -v -o "$work/time.cli" "$cli" check \

@@ -16,15 +16,19 @@ const int MAX_HELP_BYTES = 16 * 1024 * 1024;
 // Collects the help text, up to MAX_HELP_BYTES.
 class help_sink : public cls_cli_runner::if_observer {
 public:
-    explicit help_sink(cls_string* text) : m_text(text) {}
+    /// Collects into `text`, no more than the output limit either (the panel holds no more of it).
+    explicit help_sink(cls_string* text)
+        : m_text(text), m_most(MAX_HELP_BYTES < cls_vesk_device::output_limit() ? MAX_HELP_BYTES
+                                                                               : cls_vesk_device::output_limit()) {}
     void on_output(const cls_string& piece) override {
-        int room = MAX_HELP_BYTES - m_text->length();
+        int room = m_most - m_text->length();
         if (room > 0) m_text->append(piece.c_str(), piece.length() < room ? piece.length() : room);
     }
     void on_tick(long long) override {}
 
 private:
     cls_string* m_text;
+    int m_most;
 };
 
 } // namespace

@@ -196,10 +196,13 @@ void peak_test(const menu_dir& m, const std::string& name, const std::string& wr
 // 1 GiB between two of them.
 TEST_F(OutputLimit, PeakMemoryStaysWithinTwiceTheLimitWhateverTheWriter) {
     const long long limit = 4 * 1024 * 1024;
-    // 300 MB of 100-byte lines as fast as head passes them, and a 100 MB line.
+    // 300 MB of 100-byte lines as fast as head passes them, a 100 MB line, and
+    // 100 MB of 2-byte lines: two million lines in the limit, whose line index
+    // must stay a small part of the text.
     peak_test(m, "lines", "yes 'a line of output that is one hundred bytes long with its newline at the end, padded xxxxxxxxxxx' | head -c 300000000");
     peak_test(m, "one_line", "head -c 100000000 /dev/zero | tr '\\0' x");
-    for (const char* name : {"lines", "one_line"}) {
+    peak_test(m, "short_lines", "yes | head -c 100000000");
+    for (const char* name : {"lines", "one_line", "short_lines"}) {
         SCOPED_TRACE(name);
         std::string script = std::string("tap_text ") + name + "\ntap_text Execute test\nwait_text Exit code:0 120000\n" +
                              "tap_text Execute test\nwait 300\nwait_text Exit code:0 10000\n";

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <string>
+#include <vector>
 
 #include "ozgi/cls_canvas.h"
 #include "ozgi/cls_font_mgr.h"
@@ -316,6 +317,43 @@ TEST(text_layout, replacing_the_head_builds_the_same_index_as_setting) {
                 EXPECT_EQ(replaced.content_width(), set.content_width());
             }
         }
+    }
+}
+
+TEST(text_layout, every_line_is_found_among_many_short_and_long_lines) {
+    // Runs of empty and 1-byte lines (many lines to a block) between lines of up
+    // to 20000 bytes (one line to a block); the starts are where the newlines say.
+    std::string whole;
+    std::vector<int> expected{0};
+    for (int i = 0; i < 3000; ++i) {
+        int length = i % 97 == 0 ? 20000 : i % 13 == 0 ? 700 : i % 3;
+        whole.append(static_cast<size_t>(length), 'x');
+        whole += '\n';
+        expected.push_back(static_cast<int>(whole.size()));
+    }
+    cls_string owned(whole.c_str(), static_cast<int>(whole.size()));
+    cls_text_layout layout;
+    layout.set_multi_line(true);
+    layout.borrow_text(&owned);
+    ASSERT_EQ(layout.line_count(), static_cast<int>(expected.size()));
+    for (int i = 0; i < layout.line_count(); ++i) ASSERT_EQ(layout.line_start(i), expected[i]) << i;
+    // Cutting the head inside a block keeps every later start right.
+    for (int cut_line : {1, 777, 300, 1925}) {
+        const char* head = "[cut]\n";
+        int cut = layout.line_start(cut_line) - layout.line_start(0);
+        int shift = static_cast<int>(std::strlen(head)) - cut;
+        int before_count = layout.line_count();
+        std::vector<int> starts;
+        for (int i = cut_line; i < before_count; ++i) starts.push_back(layout.line_start(i) + shift);
+        owned.replace(0, cut, head, static_cast<int>(std::strlen(head)));
+        layout.head_replaced(cut, static_cast<int>(std::strlen(head)));
+        ASSERT_EQ(layout.line_count(), before_count - cut_line + 1) << cut_line;
+        ASSERT_EQ(layout.line_start(0), 0);
+        for (size_t i = 0; i < starts.size(); ++i) ASSERT_EQ(layout.line_start(static_cast<int>(i) + 1), starts[i]) << i;
+        cls_text_layout set;
+        set.set_multi_line(true);
+        set.set_text(owned);
+        EXPECT_EQ(layout.content_width(), set.content_width()) << cut_line;
     }
 }
 

@@ -1,8 +1,9 @@
 #pragma once
-// The text of one label and its lines. The layout keeps an index of where every
-// line starts, so drawing touches only the lines inside the box (a label holding a
-// million lines draws as fast as one holding a hundred) and appending text scans
-// only the new text (and the last line, when wrapping), never what was there.
+// The text of one label and its lines. The layout keeps a sparse index of where
+// the lines start (one entry per block of lines), so drawing touches only the
+// blocks inside the box (a label holding a million lines draws as fast as one
+// holding a hundred) and appending text scans only the new text (and the last
+// line, when wrapping), never what was there.
 //
 // Newlines end lines only in multi-line mode. Invalid UTF-8 and control characters
 // (and newlines outside multi-line mode) are drawn as a replacement mark; a tab
@@ -68,14 +69,15 @@ public:
     /// Height in pixels of all lines together (one line height for an empty text).
     int content_height() const;
     /// Number of lines as drawn (after wrapping); an empty text has one line.
-    int line_count() const { return m_line_starts.count(); }
+    int line_count() const { return m_line_count; }
     /// Height in pixels of one line.
     int line_height() const;
     /// The largest useful scroll_y for a box `box_height` pixels high: how far the
     /// text reaches beyond the box (0 when it fits).
     int max_scroll_y(int box_height) const;
     /// Byte offset in text() where line `index` (0 <= index < line_count()) starts.
-    int line_start(int index) const { return m_line_starts[index]; }
+    /// Costs a scan of at most one block of lines.
+    int line_start(int index) const;
 
     /// Draws the lines that fall inside `box` (cut also by the canvas clip), aligned
     /// horizontally by `h_align` and vertically by `v_align` (align_t values).
@@ -93,11 +95,28 @@ public:
 private:
     bool wrapping() const { return m_wrap && m_width > 0; }
     void rebuild();
-    /// Scans the text from m_scanned_to up to `end` (-1: the end of the text),
-    /// extending the last line or adding lines.
-    void scan(int end = -1);
+    /// Scans the text from m_scanned_to to its end, extending the last line or
+    /// adding lines.
+    void scan();
     /// Starts a new line at byte `start` after a line `width` pixels wide.
     void end_line(int width, int start);
+    /// The fields of one block of lines in m_blocks.
+    enum block_field_t { B_START, B_FIRST_LINE, B_WIDEST, B_LAST_WIDTH, B_FIELDS };
+    /// A block holds at most this many lines...
+    static constexpr int BLOCK_LINES = 256;
+    /// ...and every line of it but the first starts less than this many bytes after it.
+    static constexpr int BLOCK_BYTES = 4096;
+    int block_count() const { return m_blocks.count() / B_FIELDS; }
+    int& block(int b, block_field_t field) { return m_blocks[b * B_FIELDS + field]; }
+    int block(int b, block_field_t field) const { return m_blocks[b * B_FIELDS + field]; }
+    /// The block holding line `line`.
+    int block_of_line(int line) const;
+    /// Puts in `starts` where lines first..first+count start (the text's length for
+    /// the line after the last) and in `widths` the widths of lines
+    /// first..first+count-1, scanning only the blocks they lie in.
+    void lines_at(int first, int count, cls_array<int>* starts, cls_array<int>* widths) const;
+    /// The line that starts at byte `byte`, or -1 when none does.
+    int line_starting_at(int byte) const;
 
     /// The text laid out: m_own_text, or a string the owner lent (borrow_text).
     const cls_string* m_text;
@@ -108,15 +127,19 @@ private:
     int m_width;
     /// Width of the widest finished line (every line but the last).
     int m_content_width;
-    /// Byte offset where each drawn line starts.
-    /// FIXME: with the widths below, 8 bytes per line: a text of very short
-    /// lines (`yes`) costs four times its own size here.
-    cls_array<int> m_line_starts;
-    /// Pixel width of each finished line; the last line's is m_last_width.
-    cls_array<int> m_line_widths;
+    /// The line index, sparse so that a text of very short lines (`yes`) costs a
+    /// small part of its own size: one entry per block of lines (B_FIELDS ints
+    /// each): where the block starts, its first line, its widest finished line
+    /// and the width of its latest finished line (its last line's, once the
+    /// next block starts). The lines inside a block are found by scanning it
+    /// again, which breaks them exactly as the first scan did.
+    cls_array<int> m_blocks;
     int m_last_width;
     /// Where scanning stopped (an unfinished UTF-8 sequence at the end stays unscanned).
     int m_scanned_to;
+    /// Number of lines, and where the last one starts.
+    int m_line_count;
+    int m_last_start;
 };
 
 } // namespace ozgi

@@ -68,12 +68,122 @@ private:
     int m_wide[WIDE_SLOTS];
 };
 
+struct scan_at_t {
+    int pos;
+    int width;
+    int line_start;
+};
+
+/// Lays out text[pos..length) from the state in `at`, calling end_line(width, start)
+/// at every line end; the scan stops early when end_line returns false. The same
+/// scan serves the layout's own index and the lines found again inside a block,
+/// so both break lines alike.
+template <class F>
+void scan_lines(const char* text, int length, int px_size, bool multi_line, bool wrap, int wrap_width,
+                scan_at_t* at, F end_line) {
+    advance_cache_t advances(cls_font_mgr::ins(), px_size);
+    int pos = at->pos;
+    int width = at->width;
+    int line_start = at->line_start;
+    // The latest place the current line could break: the byte where the next line
+    // would start, the width of the line before it (trailing spaces not counted)
+    // and the width up to that byte.
+    int break_at = -1;
+    int break_line_width = 0;
+    int break_consumed = 0;
+    bool after_space = false;
+    while (pos < length) {
+        if (!wrap) {
+            // Without wrapping a run of plain ASCII only adds up advances.
+            while (pos < length) {
+                unsigned char u = static_cast<unsigned char>(text[pos]);
+                if (u >= 0x80 || u == '\n' || u == '\r') break;
+                width += advances.ascii(u);
+                ++pos;
+            }
+            if (pos == length) break;
+        }
+        char c = text[pos];
+        if (multi_line && c == '\n') {
+            if (!end_line(width, pos + 1)) return;
+            line_start = pos + 1;
+            width = 0;
+            break_at = -1;
+            after_space = false;
+            ++pos;
+            continue;
+        }
+        if (multi_line && c == '\r') {
+            ++pos;
+            continue;
+        }
+        int next = pos;
+        int32_t cp;
+        int advance;
+        if (static_cast<unsigned char>(c) < 0x80) {
+            cp = static_cast<unsigned char>(c);
+            ++next;
+            advance = advances.ascii(static_cast<unsigned char>(c));
+        } else {
+            if (unfinished_sequence(text, length, pos)) break;
+            cp = cls_font_mgr::decode_utf8(text, length, &next);
+            advance = advances.wide(static_cast<uint32_t>(cp));
+        }
+        if (wrap) {
+            if (cp == ' ') {
+                // Spaces may hang past the edge; the next line starts after them.
+                if (!after_space) break_line_width = width;
+                break_at = next;
+                break_consumed = width + advance;
+                after_space = true;
+                width += advance;
+                pos = next;
+                continue;
+            }
+            after_space = false;
+            if (is_cjk(cp) && pos > line_start) {
+                break_at = pos;
+                break_line_width = width;
+                break_consumed = width;
+            }
+            if (width + advance > wrap_width && pos > line_start) {
+                if (break_at > line_start) {
+                    if (!end_line(break_line_width, break_at)) return;
+                    line_start = break_at;
+                    width -= break_consumed;
+                } else {
+                    // One word wider than the line: it is cut where it overflows.
+                    if (!end_line(width, pos)) return;
+                    line_start = pos;
+                    width = 0;
+                }
+                break_at = -1;
+                // The character is measured again against the new line.
+                continue;
+            }
+            width += advance;
+            if (is_cjk(cp)) {
+                break_at = next;
+                break_line_width = width;
+                break_consumed = width;
+            }
+            pos = next;
+            continue;
+        }
+        width += advance;
+        pos = next;
+    }
+    at->pos = pos;
+    at->width = width;
+    at->line_start = line_start;
+}
+
 } // namespace
 
 cls_text_layout::cls_text_layout()
     : m_text(&m_own_text), m_px_size(16), m_multi_line(false), m_wrap(false), m_width(0), m_content_width(0), m_last_width(0),
-      m_scanned_to(0) {
-    m_line_starts.append(0);
+      m_scanned_to(0), m_line_count(1), m_last_start(0) {
+    for (int i = 0; i < B_FIELDS; ++i) m_blocks.append(0);
 }
 
 void cls_text_layout::set_text(const cls_string& text) {
@@ -99,7 +209,7 @@ void cls_text_layout::text_appended() {
     if (wrapping()) {
         // Earlier lines were broken for good when they filled up; only the last
         // line can take a different break with more text, so it is scanned again.
-        m_scanned_to = m_line_starts.last();
+        m_scanned_to = m_last_start;
         m_last_width = 0;
     }
     scan();
@@ -143,60 +253,140 @@ int cls_text_layout::content_height() const {
 
 int cls_text_layout::max_scroll_y(int box_height) const { return std::max(0, content_height() - box_height); }
 
+int cls_text_layout::line_start(int index) const {
+    cls_array<int> starts;
+    cls_array<int> widths;
+    lines_at(index, 0, &starts, &widths);
+    return starts[0];
+}
+
+int cls_text_layout::block_of_line(int line) const {
+    int lo = 0, hi = block_count() - 1;
+    while (lo < hi) {
+        int mid = lo + (hi - lo + 1) / 2;
+        if (block(mid, B_FIRST_LINE) <= line) lo = mid;
+        else hi = mid - 1;
+    }
+    return lo;
+}
+
+void cls_text_layout::lines_at(int first, int count, cls_array<int>* starts, cls_array<int>* widths) const {
+    int stop = first + count;
+    const char* text = m_text->c_str();
+    int length = m_text->length();
+    for (int b = block_of_line(first);; ++b) {
+        bool last_block = b + 1 == block_count();
+        int next_first = last_block ? m_line_count : block(b + 1, B_FIRST_LINE);
+        int cur = block(b, B_FIRST_LINE);
+        if (cur >= first) starts->append(block(b, B_START));
+        if (cur >= stop) return;
+        if (cur < next_first - 1) {
+            // Only the lines inside the block are found again: at most a block's
+            // worth of lines, all but the last starting within its byte span.
+            scan_at_t at = {block(b, B_START), 0, block(b, B_START)};
+            scan_lines(text, length, m_px_size, m_multi_line, wrapping(), m_width, &at, [&](int width, int start) {
+                if (cur >= first) widths->append(width);
+                ++cur;
+                if (cur >= first) starts->append(start);
+                return cur < next_first - 1 && cur < stop;
+            });
+        }
+        if (cur >= stop) return;
+        // The block's last line: its width is kept, and it ends where the next
+        // block (or the text) starts, however long it is.
+        if (cur >= first) widths->append(last_block ? m_last_width : block(b, B_LAST_WIDTH));
+        if (last_block) {
+            starts->append(length);
+            return;
+        }
+    }
+}
+
+int cls_text_layout::line_starting_at(int byte) const {
+    int lo = 0, hi = block_count() - 1;
+    while (lo < hi) {
+        int mid = lo + (hi - lo + 1) / 2;
+        if (block(mid, B_START) <= byte) lo = mid;
+        else hi = mid - 1;
+    }
+    int b = lo;
+    if (block(b, B_START) == byte) return block(b, B_FIRST_LINE);
+    int next_first = b + 1 == block_count() ? m_line_count : block(b + 1, B_FIRST_LINE);
+    int cur = block(b, B_FIRST_LINE);
+    int found = -1;
+    scan_at_t at = {block(b, B_START), 0, block(b, B_START)};
+    scan_lines(m_text->c_str(), m_text->length(), m_px_size, m_multi_line, wrapping(), m_width, &at,
+               [&](int, int start) {
+                   ++cur;
+                   if (start == byte) found = cur;
+                   return start < byte && cur < next_first - 1;
+               });
+    return found;
+}
+
 void cls_text_layout::head_replaced(int old_length, int new_length) {
     // The old head must have ended at a hard line start inside what was scanned,
     // or the lines after it may break differently now.
-    int k = 1;
-    int lines = m_line_starts.count();
-    if (m_multi_line && old_length > 0 && old_length <= m_scanned_to) {
-        int lo = 1, hi = lines - 1;
-        while (lo < hi) {
-            int mid = lo + (hi - lo) / 2;
-            if (m_line_starts[mid] < old_length) lo = mid + 1;
-            else hi = mid;
-        }
-        k = lo;
-    }
-    bool hard_start = k < lines && m_line_starts[k] == old_length && new_length > 0 &&
-                      m_text->length() >= new_length && (*m_text)[new_length - 1] == '\n';
+    int k = -1;
+    if (m_multi_line && old_length > 0 && old_length <= m_scanned_to) k = line_starting_at(old_length);
+    else if (m_line_count > 1 && line_start(1) == old_length) k = 1;
+    bool hard_start = k > 0 && new_length > 0 && m_text->length() >= new_length && (*m_text)[new_length - 1] == '\n';
     if (!hard_start) {
         rebuild();
         return;
     }
-    // Lines k.. are kept, moved by the size difference, in place: a text of
-    // millions of short lines must not need its index twice over. The new head
-    // (a line or two) is laid out on its own and put in front of them.
-    int kept = lines - k;
-    for (int i = 0; i < kept; ++i) m_line_starts[i] = m_line_starts[i + k] - old_length;
-    for (int i = 0; i < k; ++i) m_line_starts.remove_at(m_line_starts.count() - 1);
-    int kept_widths = m_line_widths.count() - k;
-    for (int i = 0; i < kept_widths; ++i) m_line_widths[i] = m_line_widths[i + k];
-    for (int i = 0; i < k; ++i) m_line_widths.remove_at(m_line_widths.count() - 1);
+    // Lines k.. are kept, moved by the size difference, in place: the index of a
+    // text of millions of short lines must not be needed twice over. The block
+    // holding line k is cut to start there; the widths of the lines it keeps are
+    // found again (a block's worth at most).
+    int b = block_of_line(k);
+    if (block(b, B_FIRST_LINE) != k) {
+        bool last_block = b + 1 == block_count();
+        int finished = (last_block ? m_line_count - 1 : block(b + 1, B_FIRST_LINE)) - k;
+        cls_array<int> starts;
+        cls_array<int> widths;
+        lines_at(k, finished, &starts, &widths);
+        int widest = 0;
+        for (int i = 0; i < widths.count(); ++i) widest = std::max(widest, widths[i]);
+        block(b, B_START) = old_length;
+        block(b, B_FIRST_LINE) = k;
+        block(b, B_WIDEST) = widest;
+    }
+    int dropped = b * B_FIELDS;
+    int kept = m_blocks.count() - dropped;
+    for (int i = 0; i < kept; ++i) m_blocks[i] = m_blocks[i + dropped];
+    for (int i = 0; i < dropped; ++i) m_blocks.remove_at(m_blocks.count() - 1);
 
+    // The new head (a line or two) is laid out on its own and put in front.
     cls_text_layout head;
     head.m_px_size = m_px_size;
     head.m_multi_line = m_multi_line;
     head.m_wrap = m_wrap;
     head.m_width = m_width;
     head.set_text(m_text->sub_str(0, new_length));
-    // The head ends with a newline, so its last line start is new_length: the
-    // first kept line.
-    int head_lines = head.m_line_starts.count() - 1;
-    for (int i = 0; i < kept; ++i) m_line_starts[i] += new_length;
-    for (int i = head_lines; i-- > 0;) {
-        m_line_starts.insert(0, head.m_line_starts[i]);
-        m_line_widths.insert(0, head.m_line_widths[i]);
+    // The head ends with a newline, so its last line starts at new_length: the
+    // first kept line. A block of the head that starts there is left out.
+    int head_lines = head.m_line_count - 1;
+    int head_blocks = head.block_count();
+    if (head.block(head_blocks - 1, B_FIRST_LINE) == head_lines) --head_blocks;
+    int shift = new_length - old_length;
+    for (int i = 0; i < block_count(); ++i) {
+        block(i, B_START) += shift;
+        block(i, B_FIRST_LINE) += head_lines - k;
     }
+    for (int i = head_blocks * B_FIELDS; i-- > 0;) m_blocks.insert(0, head.m_blocks[i]);
+    m_line_count += head_lines - k;
+    m_last_start += shift;
+    m_scanned_to += shift;
     m_content_width = 0;
-    for (int i = 0; i < m_line_widths.count(); ++i)
-        if (m_line_widths[i] > m_content_width) m_content_width = m_line_widths[i];
-    m_scanned_to += new_length - old_length;
+    for (int i = 0; i < block_count(); ++i) m_content_width = std::max(m_content_width, block(i, B_WIDEST));
 }
 
 void cls_text_layout::rebuild() {
-    m_line_starts.clear();
-    m_line_starts.append(0);
-    m_line_widths.clear();
+    m_blocks.clear();
+    for (int i = 0; i < B_FIELDS; ++i) m_blocks.append(0);
+    m_line_count = 1;
+    m_last_start = 0;
     m_content_width = 0;
     m_last_width = 0;
     m_scanned_to = 0;
@@ -204,107 +394,30 @@ void cls_text_layout::rebuild() {
 }
 
 void cls_text_layout::end_line(int width, int start) {
-    m_line_widths.append(width);
+    int b = block_count() - 1;
+    block(b, B_WIDEST) = std::max(block(b, B_WIDEST), width);
+    block(b, B_LAST_WIDTH) = width;
     if (width > m_content_width) m_content_width = width;
-    m_line_starts.append(start);
+    int line = m_line_count++;
+    if (line - block(b, B_FIRST_LINE) >= BLOCK_LINES || start - block(b, B_START) >= BLOCK_BYTES) {
+        m_blocks.append(start);
+        m_blocks.append(line);
+        m_blocks.append(0);
+        m_blocks.append(0);
+    }
+    m_last_start = start;
 }
 
-void cls_text_layout::scan(int end) {
+void cls_text_layout::scan() {
     if (m_text->is_empty()) return;
-    advance_cache_t advances(cls_font_mgr::ins(), m_px_size);
-    const char* text = m_text->c_str();
-    int length = end < 0 ? m_text->length() : end;
-    int pos = m_scanned_to;
-    int width = m_last_width;
-    bool wrap = wrapping();
-    // The latest place the current line could break: the byte where the next line
-    // would start, the width of the line before it (trailing spaces not counted)
-    // and the width up to that byte.
-    int break_at = -1;
-    int break_line_width = 0;
-    int break_consumed = 0;
-    bool after_space = false;
-    while (pos < length) {
-        if (!wrap) {
-            // Without wrapping a run of plain ASCII only adds up advances.
-            while (pos < length) {
-                unsigned char u = static_cast<unsigned char>(text[pos]);
-                if (u >= 0x80 || u == '\n' || u == '\r') break;
-                width += advances.ascii(u);
-                ++pos;
-            }
-            if (pos == length) break;
-        }
-        char c = text[pos];
-        if (m_multi_line && c == '\n') {
-            end_line(width, pos + 1);
-            width = 0;
-            break_at = -1;
-            after_space = false;
-            ++pos;
-            continue;
-        }
-        if (m_multi_line && c == '\r') {
-            ++pos;
-            continue;
-        }
-        int next = pos;
-        int32_t cp;
-        int advance;
-        if (static_cast<unsigned char>(c) < 0x80) {
-            cp = static_cast<unsigned char>(c);
-            ++next;
-            advance = advances.ascii(static_cast<unsigned char>(c));
-        } else {
-            if (unfinished_sequence(text, length, pos)) break;
-            cp = cls_font_mgr::decode_utf8(text, length, &next);
-            advance = advances.wide(static_cast<uint32_t>(cp));
-        }
-        if (wrap) {
-            int line_start = m_line_starts.last();
-            if (cp == ' ') {
-                // Spaces may hang past the edge; the next line starts after them.
-                if (!after_space) break_line_width = width;
-                break_at = next;
-                break_consumed = width + advance;
-                after_space = true;
-                width += advance;
-                pos = next;
-                continue;
-            }
-            after_space = false;
-            if (is_cjk(cp) && pos > line_start) {
-                break_at = pos;
-                break_line_width = width;
-                break_consumed = width;
-            }
-            if (width + advance > m_width && pos > line_start) {
-                if (break_at > line_start) {
-                    end_line(break_line_width, break_at);
-                    width -= break_consumed;
-                } else {
-                    // One word wider than the line: it is cut where it overflows.
-                    end_line(width, pos);
-                    width = 0;
-                }
-                break_at = -1;
-                // The character is measured again against the new line.
-                continue;
-            }
-            width += advance;
-            if (is_cjk(cp)) {
-                break_at = next;
-                break_line_width = width;
-                break_consumed = width;
-            }
-            pos = next;
-            continue;
-        }
-        width += advance;
-        pos = next;
-    }
-    m_scanned_to = pos;
-    m_last_width = width;
+    scan_at_t at = {m_scanned_to, m_last_width, m_last_start};
+    scan_lines(m_text->c_str(), m_text->length(), m_px_size, m_multi_line, wrapping(), m_width, &at,
+               [this](int width, int start) {
+                   end_line(width, start);
+                   return true;
+               });
+    m_scanned_to = at.pos;
+    m_last_width = at.width;
 }
 
 void cls_text_layout::draw(cls_canvas* canvas, const cls_rect& box, int h_align, int v_align,
@@ -331,10 +444,13 @@ void cls_text_layout::draw(cls_canvas* canvas, const cls_rect& box, int h_align,
     canvas->set_clip(area);
     int ascent = fonts->ascent(m_px_size);
     const char* text = m_text->c_str();
+    cls_array<int> starts;
+    cls_array<int> widths;
+    lines_at(first, last - first + 1, &starts, &widths);
     for (int i = first; i <= last; ++i) {
-        int start = m_line_starts[i];
-        int end = i + 1 < lines ? m_line_starts[i + 1] : m_text->length();
-        int width = i + 1 < lines ? m_line_widths[i] : m_last_width;
+        int start = starts[i - first];
+        int end = starts[i - first + 1];
+        int width = widths[i - first];
         int x = box.x;
         if (h_align == ALIGN_MIDDLE) x += (box.w - width) / 2;
         else if (h_align == ALIGN_RIGHT) x += box.w - width;
