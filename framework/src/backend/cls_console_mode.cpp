@@ -8,6 +8,7 @@
 #include <csignal>
 #include <cstdlib>
 
+#include "backend/cls_console_watcher.h"
 #include "ozgi/cls_log.h"
 
 namespace ozgi {
@@ -18,6 +19,8 @@ namespace {
 // must be able to put it back with nothing but system calls.
 volatile int g_tty_fd = -1;
 volatile int g_old_mode = KD_TEXT;
+// The keyboard mode to put back, or -1 when it was not changed.
+volatile int g_old_kb_mode = -1;
 
 const char HIDE_CURSOR[] = "\033[?25l";
 const char SHOW_CURSOR[] = "\033[?25h";
@@ -35,9 +38,12 @@ void restore_console() {
     if (fd < 0) return;
     g_tty_fd = -1;
     ::ioctl(fd, KDSETMODE, static_cast<unsigned long>(g_old_mode));
+    if (g_old_kb_mode >= 0) ::ioctl(fd, KDSKBMODE, static_cast<unsigned long>(g_old_kb_mode));
+    g_old_kb_mode = -1;
     ssize_t ignored = ::write(fd, SHOW_CURSOR, sizeof SHOW_CURSOR - 1);
     (void)ignored;
     ::close(fd);
+    cls_console_watcher::stop();
 }
 
 void on_signal(int sig) {
@@ -111,6 +117,13 @@ bool cls_console_mode::take() {
         g_atexit_set = std::atexit(restore_console) == 0;
     }
     ::ioctl(fd, KDSETMODE, static_cast<unsigned long>(KD_GRAPHICS));
+    // The keys are read from the input devices; the terminal must not act on
+    // them too (switch with Alt+Fn, reboot with Ctrl+Alt+Del, echo them).
+    int kb_mode = -1;
+    if (::ioctl(fd, KDGKBMODE, &kb_mode) == 0 && ::ioctl(fd, KDSKBMODE, static_cast<unsigned long>(K_OFF)) == 0)
+        g_old_kb_mode = kb_mode;
+    // SIGKILL runs no handler of ours: a watcher process puts the console back then.
+    cls_console_watcher::start(fd, mode, g_old_kb_mode);
     // In graphics mode the console draws nothing; the escape keeps the cursor
     // away as well on a terminal that refused the mode.
     ssize_t ignored = ::write(fd, HIDE_CURSOR, sizeof HIDE_CURSOR - 1);

@@ -1,8 +1,10 @@
 #pragma once
 // The text console under a framebuffer we draw on: while we own the screen the
 // active virtual terminal is switched to graphics mode (so that it neither
-// prints over the picture nor blinks its cursor on it), and it is switched back
-// at exit, on a fatal error and on a terminating signal.
+// prints over the picture nor blinks its cursor on it) and its keyboard is
+// turned off (the keys are read from the input devices), and both are switched
+// back at exit, on a fatal error, on a terminating signal and, through a
+// watcher process, when the program is killed outright.
 namespace ozgi {
 
 class cls_console_mode {

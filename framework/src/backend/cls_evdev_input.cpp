@@ -3,13 +3,13 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <linux/input.h>
+#include <sys/inotify.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <cmath>
 #include <cstring>
 #include <string>
 
@@ -17,37 +17,14 @@
 #include "ozgi/cls_log.h"
 #include "ozgi/cls_mem_mgr.h"
 
-// The kernel's names of two key codes are the framework's names of two input types.
-#undef KEY_UP
-#undef KEY_DOWN
-
 namespace ozgi {
 
 struct cls_evdev_input::device_t {
     int fd = -1;
     cls_string path;
-    // The ranges of the single-touch and the multitouch axes.
-    range_t range;
-    range_t mt_range;
-    // Once a device speaks the multitouch protocol its single-touch emulation
-    // is ignored, or every touch would count twice.
-    bool multitouch = false;
-    int slot = 0;
-    // Whether the device tracks its fingers (ABS_MT_TRACKING_ID); one that does
-    // not (the older multitouch protocol) and a single-touch one say with
-    // BTN_TOUCH whether a finger is down.
-    bool tracking = false;
-    // The older protocol sends every finger's contact in turn; the first one of
-    // a frame is the touch.
-    bool contact_done = false;
-    // The touch as the events of the current frame leave it.
-    bool down = false;
-    int raw_x = 0;
-    int raw_y = 0;
-    // The touch as last reported.
-    bool was_down = false;
-    int px = 0;
-    int py = 0;
+    cls_evdev_decoder decoder;
+    // How many multitouch slots the kernel keeps for it (0: no slots).
+    int slots = 0;
     // A part of a record read from a FIFO, waiting for the rest.
     unsigned char partial[sizeof(input_event)];
     int partial_len = 0;
@@ -57,11 +34,16 @@ namespace {
 
 // Records read from a device in one go.
 constexpr int READ_BATCH = 64;
+const char INPUT_DIR[] = "/dev/input";
 
-bool test_bit(const unsigned long* bits, int bit) {
+template <size_t N>
+bool test_bit(const unsigned long (&bits)[N], int bit) {
     const int per = static_cast<int>(sizeof(unsigned long) * 8);
+    if (bit < 0 || static_cast<size_t>(bit / per) >= N) return false;
     return (bits[bit / per] >> (bit % per)) & 1UL;
 }
+
+#define BITS_FOR(max) ((max) / (8 * sizeof(unsigned long)) + 1)
 
 bool parse_int(const std::string& text, int* out) {
     if (text.empty() || text.size() > 10) return false;
@@ -89,20 +71,11 @@ cls_evdev_input::range_t axis_range(int fd, int x_axis, int y_axis, const cls_ev
     return r.is_set() ? r : fallback;
 }
 
-// Whether the device is a touch screen or has keys, from its capabilities.
-bool is_useful(int fd) {
-    unsigned long ev[(EV_MAX + 1) / (8 * sizeof(unsigned long)) + 1] = {};
-    unsigned long abs[(ABS_MAX + 1) / (8 * sizeof(unsigned long)) + 1] = {};
-    unsigned long key[(KEY_MAX + 1) / (8 * sizeof(unsigned long)) + 1] = {};
-    if (::ioctl(fd, EVIOCGBIT(0, sizeof ev), ev) < 0) return false;
-    if (test_bit(ev, EV_ABS) && ::ioctl(fd, EVIOCGBIT(EV_ABS, sizeof abs), abs) < 0) return false;
-    if (test_bit(ev, EV_KEY) && ::ioctl(fd, EVIOCGBIT(EV_KEY, sizeof key), key) < 0) return false;
-    bool mt = test_bit(abs, ABS_MT_POSITION_X) && test_bit(abs, ABS_MT_POSITION_Y);
-    bool st = test_bit(abs, ABS_X) && test_bit(abs, ABS_Y) && test_bit(key, BTN_TOUCH);
-    if (mt || st) return true;
-    for (int code = 0; code <= KEY_MAX; ++code)
-        if (evdev_is_key(code) && test_bit(key, code)) return true;
-    return false;
+bool is_event_node(const char* name) {
+    if (std::strncmp(name, "event", 5) != 0 || !name[5]) return false;
+    for (const char* p = name + 5; *p; ++p)
+        if (*p < '0' || *p > '9') return false;
+    return true;
 }
 
 } // namespace
@@ -128,22 +101,99 @@ bool cls_evdev_input::parse_range(const cls_string& text, range_t* out) {
     return true;
 }
 
-bool cls_evdev_input::add(const char* path, bool only_if_useful, const range_t& fallback) {
+cls_evdev_input::kind_t cls_evdev_input::classify(int fd) {
+    unsigned long ev[BITS_FOR(EV_MAX)] = {};
+    unsigned long abs[BITS_FOR(ABS_MAX)] = {};
+    unsigned long key[BITS_FOR(KEY_MAX)] = {};
+    unsigned long prop[BITS_FOR(INPUT_PROP_MAX)] = {};
+    if (::ioctl(fd, EVIOCGBIT(0, sizeof ev), ev) < 0) return KIND_NONE;
+    if (test_bit(ev, EV_ABS) && ::ioctl(fd, EVIOCGBIT(EV_ABS, sizeof abs), abs) < 0) return KIND_NONE;
+    if (test_bit(ev, EV_KEY) && ::ioctl(fd, EVIOCGBIT(EV_KEY, sizeof key), key) < 0) return KIND_NONE;
+    // Old kernels without properties: nothing is known, nothing is left out.
+    ::ioctl(fd, EVIOCGPROP(sizeof prop), prop);
+    bool mt = test_bit(abs, ABS_MT_POSITION_X) && test_bit(abs, ABS_MT_POSITION_Y);
+    bool press = test_bit(key, BTN_TOUCH) || test_bit(key, BTN_LEFT);
+    for (int code = BTN_TOOL_PEN; code <= BTN_TOOL_QUADTAP; ++code) press = press || test_bit(key, code);
+    bool st = test_bit(abs, ABS_X) && test_bit(abs, ABS_Y) && press;
+    if (mt || st) {
+        // A touchpad moves a pointer relative to where it is; a pen tablet
+        // likewise stands for a screen elsewhere. Neither is the panel.
+        if (test_bit(prop, INPUT_PROP_POINTER) && !test_bit(prop, INPUT_PROP_DIRECT)) return KIND_POINTER_PAD;
+        return KIND_TOUCH;
+    }
+    for (int code = 0; code <= KEY_MAX; ++code)
+        if (evdev_is_key(code) && test_bit(key, code)) return KIND_KEYS;
+    return KIND_NONE;
+}
+
+bool cls_evdev_input::is_open(const char* path) const {
+    for (const device_t* dev : m_devices)
+        if (dev->path == path) return true;
+    return false;
+}
+
+cls_evdev_decoder::snapshot_t cls_evdev_input::read_state(const device_t& dev) {
+    cls_evdev_decoder::snapshot_t s;
+    unsigned long key[BITS_FOR(KEY_MAX)] = {};
+    if (::ioctl(dev.fd, EVIOCGKEY(sizeof key), key) >= 0) {
+        s.keys.assign(KEY_CNT, false);
+        for (int code = 0; code < KEY_CNT; ++code) s.keys[static_cast<size_t>(code)] = test_bit(key, code);
+    }
+    input_absinfo info{};
+    if (::ioctl(dev.fd, EVIOCGABS(ABS_X), &info) == 0) s.abs_x = info.value;
+    if (::ioctl(dev.fd, EVIOCGABS(ABS_Y), &info) == 0) s.abs_y = info.value;
+    if (dev.slots > 0) {
+        if (::ioctl(dev.fd, EVIOCGABS(ABS_MT_SLOT), &info) == 0) s.slot = info.value;
+        s.slots.resize(static_cast<size_t>(dev.slots));
+        std::vector<int32_t> values(static_cast<size_t>(dev.slots) + 1);
+        const int codes[] = {ABS_MT_TRACKING_ID, ABS_MT_POSITION_X, ABS_MT_POSITION_Y};
+        for (int code : codes) {
+            values[0] = code;
+            if (::ioctl(dev.fd, EVIOCGMTSLOTS(values.size() * sizeof(int32_t)), values.data()) < 0) {
+                // Without the slots nobody is known to touch.
+                if (code == ABS_MT_TRACKING_ID) break;
+                continue;
+            }
+            for (int i = 0; i < dev.slots; ++i) {
+                cls_evdev_decoder::slot_t& slot = s.slots[static_cast<size_t>(i)];
+                int v = values[static_cast<size_t>(i) + 1];
+                (code == ABS_MT_TRACKING_ID ? slot.id : code == ABS_MT_POSITION_X ? slot.x : slot.y) = v;
+            }
+        }
+    }
+    return s;
+}
+
+bool cls_evdev_input::add(const char* path, bool only_if_useful) {
     struct stat st {};
     // A FIFO is opened for writing too, so that it does not read as ended while
     // no writer has it open yet.
     int mode = ::stat(path, &st) == 0 && S_ISFIFO(st.st_mode) ? O_RDWR : O_RDONLY;
     int fd = ::open(path, mode | O_NONBLOCK | O_CLOEXEC);
     if (fd < 0) return false;
-    if (only_if_useful && !is_useful(fd)) {
-        ::close(fd);
-        return true;
+    if (only_if_useful) {
+        kind_t kind = classify(fd);
+        if (kind == KIND_NONE || kind == KIND_POINTER_PAD) {
+            ::close(fd);
+            return true;
+        }
     }
     device_t* dev = OZGI_NEW(device_t)();
     dev->fd = fd;
     dev->path = path;
-    dev->range = axis_range(fd, ABS_X, ABS_Y, fallback);
-    dev->mt_range = axis_range(fd, ABS_MT_POSITION_X, ABS_MT_POSITION_Y, fallback);
+    // The kernel answers EVIOCGABS for any axis of a device with some: only
+    // one that has ABS_MT_SLOT has slots.
+    unsigned long abs[BITS_FOR(ABS_MAX)] = {};
+    input_absinfo slots{};
+    if (::ioctl(fd, EVIOCGBIT(EV_ABS, sizeof abs), abs) >= 0 && test_bit(abs, ABS_MT_SLOT) &&
+        ::ioctl(fd, EVIOCGABS(ABS_MT_SLOT), &slots) == 0 && slots.maximum >= 0)
+        dev->slots = std::min(slots.maximum + 1, static_cast<int>(cls_evdev_decoder::MAX_SLOTS));
+    dev->decoder.setup(axis_range(fd, ABS_X, ABS_Y, m_fallback),
+                       axis_range(fd, ABS_MT_POSITION_X, ABS_MT_POSITION_Y, m_fallback), m_panel_w, m_panel_h);
+    // Ours alone: its keys reach neither the console (Ctrl+Alt+Del, Alt+Fn)
+    // nor another reader. A FIFO or a file cannot be grabbed and needs not.
+    ::ioctl(fd, EVIOCGRAB, 1);
+    dev->decoder.start(read_state(*dev));
     m_devices.push_back(dev);
     return true;
 }
@@ -153,16 +203,23 @@ bool cls_evdev_input::open(const cls_string& paths, bool scan, const range_t& fa
     close_all();
     m_panel_w = panel_w;
     m_panel_h = panel_h;
+    m_fallback = fallback;
     if (scan) {
+        // Watched before the scan, so that a device appearing meanwhile is not missed.
+        m_watch = ::inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+        if (m_watch >= 0 && ::inotify_add_watch(m_watch, INPUT_DIR, IN_CREATE | IN_ATTRIB | IN_MOVED_TO) < 0) {
+            ::close(m_watch);
+            m_watch = -1;
+        }
         std::vector<std::string> names;
-        if (DIR* dir = ::opendir("/dev/input")) {
+        if (DIR* dir = ::opendir(INPUT_DIR)) {
             while (dirent* e = ::readdir(dir))
-                if (std::strncmp(e->d_name, "event", 5) == 0) names.push_back(std::string("/dev/input/") + e->d_name);
+                if (is_event_node(e->d_name)) names.push_back(std::string(INPUT_DIR) + "/" + e->d_name);
             ::closedir(dir);
         }
         std::sort(names.begin(), names.end());
         // A device we may not read is not ours to use.
-        for (const std::string& name : names) add(name.c_str(), true, fallback);
+        for (const std::string& name : names) add(name.c_str(), true);
         return true;
     }
     std::string all(paths.c_str());
@@ -173,7 +230,7 @@ bool cls_evdev_input::open(const cls_string& paths, bool scan, const range_t& fa
         std::string path = all.substr(at, end - at);
         at = end + 1;
         if (path.empty()) continue;
-        if (!add(path.c_str(), false, fallback)) {
+        if (!add(path.c_str(), false)) {
             cls_string reason;
             if (error) *error = reason.print("Can't open the input device %s: %s.", path.c_str(), std::strerror(errno));
             close_all();
@@ -189,92 +246,33 @@ void cls_evdev_input::close_all() {
         ozgi_delete(dev);
     }
     m_devices.clear();
+    if (m_watch >= 0) ::close(m_watch);
+    m_watch = -1;
     m_pending.clear();
     m_pending_at = 0;
 }
 
 void cls_evdev_input::add_poll_fds(std::vector<pollfd>* out) const {
     for (const device_t* dev : m_devices) out->push_back(pollfd{dev->fd, POLLIN, 0});
+    if (m_watch >= 0) out->push_back(pollfd{m_watch, POLLIN, 0});
 }
 
-void cls_evdev_input::to_panel(const device_t& dev, int* px, int* py) const {
-    const range_t& r = dev.multitouch ? dev.mt_range : dev.range;
-    double x = dev.raw_x, y = dev.raw_y;
-    if (r.is_set()) {
-        x = (x - r.xmin) * (m_panel_w - 1) / (r.xmax - r.xmin);
-        y = (y - r.ymin) * (m_panel_h - 1) / (r.ymax - r.ymin);
-    }
-    long ix = std::lround(x), iy = std::lround(y);
-    *px = static_cast<int>(ix < 0 ? 0 : ix >= m_panel_w ? m_panel_w - 1 : ix);
-    *py = static_cast<int>(iy < 0 ? 0 : iy >= m_panel_h ? m_panel_h - 1 : iy);
-}
-
-bool cls_evdev_input::translate(device_t* dev, const input_event& e, input_t* out) {
-    switch (e.type) {
-    case EV_ABS:
-        switch (e.code) {
-        case ABS_MT_SLOT:
-            dev->multitouch = true;
-            dev->slot = e.value;
-            return false;
-        case ABS_MT_TRACKING_ID:
-            dev->multitouch = true;
-            dev->tracking = true;
-            // Only the first finger (slot 0) drives the pointer.
-            if (dev->slot == 0) dev->down = e.value >= 0;
-            return false;
-        case ABS_MT_POSITION_X:
-        case ABS_MT_POSITION_Y:
-            dev->multitouch = true;
-            if (dev->slot == 0 && !dev->contact_done) (e.code == ABS_MT_POSITION_X ? dev->raw_x : dev->raw_y) = e.value;
-            return false;
-        case ABS_X:
-        case ABS_Y:
-            if (!dev->multitouch) (e.code == ABS_X ? dev->raw_x : dev->raw_y) = e.value;
-            return false;
-        default:
-            return false;
+void cls_evdev_input::take_new_devices() {
+    if (m_watch < 0) return;
+    alignas(inotify_event) char buf[4096];
+    for (;;) {
+        ssize_t n = ::read(m_watch, buf, sizeof buf);
+        if (n < 0 && errno == EINTR) continue;
+        if (n <= 0) return;
+        for (ssize_t at = 0; at < n;) {
+            const inotify_event* e = reinterpret_cast<const inotify_event*>(buf + at);
+            at += static_cast<ssize_t>(sizeof(inotify_event) + e->len);
+            if (e->len == 0 || !is_event_node(e->name)) continue;
+            std::string path = std::string(INPUT_DIR) + "/" + e->name;
+            // A node appears before its permissions are set (IN_ATTRIB follows);
+            // one that cannot be opened yet is tried again then.
+            if (!is_open(path.c_str())) add(path.c_str(), true);
         }
-    case EV_KEY:
-        if (e.code == BTN_TOUCH) {
-            if (!dev->tracking) dev->down = e.value != 0;
-            return false;
-        }
-        if (!evdev_is_key(e.code)) return false;
-        *out = input_t();
-        out->type = e.value == 0 ? input_t::KEY_UP : input_t::KEY_DOWN;
-        out->key_name = evdev_key_name(e.code);
-        out->repeat = e.value == 2;
-        return true;
-    case EV_SYN: {
-        // FIXME: SYN_DROPPED (the kernel's buffer overflowed) is not resynchronised
-        // from the device's state; the next complete frame puts things right.
-        if (e.code == SYN_MT_REPORT) dev->contact_done = true;
-        if (e.code != SYN_REPORT) return false;
-        dev->contact_done = false;
-        int px = 0, py = 0;
-        to_panel(*dev, &px, &py);
-        input_t::type_t type = input_t::NONE;
-        if (dev->down && !dev->was_down) type = input_t::PRESS;
-        else if (!dev->down && dev->was_down) type = input_t::RELEASE;
-        else if (dev->down && (px != dev->px || py != dev->py)) type = input_t::MOVE;
-        if (type == input_t::NONE) return false;
-        // A lifted finger reports no position of its own: it left where it was last.
-        if (type == input_t::RELEASE) {
-            px = dev->px;
-            py = dev->py;
-        }
-        dev->was_down = dev->down;
-        dev->px = px;
-        dev->py = py;
-        *out = input_t();
-        out->type = type;
-        out->x = px;
-        out->y = py;
-        return true;
-    }
-    default:
-        return false;
     }
 }
 
@@ -294,9 +292,9 @@ bool cls_evdev_input::drain(device_t* dev) {
         int whole = total / static_cast<int>(sizeof(input_event));
         dev->partial_len = total - whole * static_cast<int>(sizeof(input_event));
         std::memcpy(dev->partial, bytes + whole * sizeof(input_event), static_cast<size_t>(dev->partial_len));
-        input_t in;
         for (int i = 0; i < whole; ++i)
-            if (translate(dev, batch[i], &in)) m_pending.push_back(in);
+            // The kernel dropped records: what it holds now says what was missed.
+            if (!dev->decoder.feed(batch[i], &m_pending)) dev->decoder.resync(read_state(*dev), &m_pending);
         if (total < static_cast<int>(sizeof batch)) return true;
     }
 }
@@ -305,6 +303,7 @@ bool cls_evdev_input::read(input_t* out) {
     if (m_pending_at >= m_pending.size()) {
         m_pending.clear();
         m_pending_at = 0;
+        take_new_devices();
         for (size_t i = 0; i < m_devices.size();) {
             device_t* dev = m_devices[i];
             if (drain(dev)) {
@@ -313,11 +312,11 @@ bool cls_evdev_input::read(input_t* out) {
             }
             cls_log::log_warning("The input device %s is gone; going on without it.", dev->path.c_str());
             // A finger that was down when its device went is lifted.
-            if (dev->was_down) {
+            if (dev->decoder.is_down()) {
                 input_t up;
                 up.type = input_t::RELEASE;
-                up.x = dev->px;
-                up.y = dev->py;
+                up.x = dev->decoder.x();
+                up.y = dev->decoder.y();
                 m_pending.push_back(up);
             }
             ::close(dev->fd);

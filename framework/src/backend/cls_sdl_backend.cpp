@@ -1,5 +1,6 @@
 #include "backend/cls_sdl_backend.h"
 
+#include "backend/cls_kmsdrm_libraries.h"
 #include "ozgi/cls_stop_signal.h"
 
 #include <poll.h>
@@ -88,6 +89,14 @@ bool cls_sdl_backend::open(int width, int height, const cls_string& title, cls_s
     const char* driver = SDL_GetCurrentVideoDriver();
     // Without a desktop (KMSDRM on the device) the panel is the whole display.
     bool on_device = driver && (std::strcmp(driver, "KMSDRM") == 0 || std::strcmp(driver, "kmsdrm") == 0);
+    cls_string missing;
+    if (on_device && !cls_kmsdrm_libraries::check(&missing)) {
+        if (error)
+            *error = reason.print("Can't draw through SDL's KMSDRM driver: missing %s. Install them, or use "
+                                  "--ozgi-video=fbdev.",
+                                  missing.c_str());
+        return false;
+    }
     Uint32 flags = SDL_WINDOW_SHOWN;
     if (m_fullscreen || on_device) flags |= SDL_WINDOW_FULLSCREEN_DESKTOP;
     m_window = SDL_CreateWindow(title.c_str(), SDL_WINDOWPOS_UNDEFINED, SDL_WINDOWPOS_UNDEFINED, pw * m_scale,

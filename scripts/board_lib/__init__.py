@@ -1,0 +1,1 @@
+"""The virtual board: image making, the VM, and the checks run on it."""
