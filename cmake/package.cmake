@@ -25,7 +25,22 @@ endif()
 # through fontconfig, so they are named here.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_DEPENDS "fonts-dejavu-core, fonts-wqy-microhei, fontconfig")
-# The default display (fbdev) needs nothing but the kernel. A build with SDL
+# A cross build's libraries are in its sysroot (see cmake/toolchains/), which the
+# build machine's dpkg knows nothing of: dpkg-shlibdeps is run through a wrapper,
+# first on cpack's PATH, that gives it the target's architecture, the sysroot's
+# library directories and the package database scripts/cross made there.
+find_program(VESK_DPKG_SHLIBDEPS dpkg-shlibdeps)
+if(CMAKE_CROSSCOMPILING AND CMAKE_SYSROOT AND CPACK_DEBIAN_PACKAGE_ARCHITECTURE AND VESK_DPKG_SHLIBDEPS)
+  set(shlibdeps_dir ${PROJECT_BINARY_DIR}/packaging/cross-bin)
+  file(WRITE ${shlibdeps_dir}/dpkg-shlibdeps
+       "#!/bin/sh\nDEB_HOST_ARCH=${CPACK_DEBIAN_PACKAGE_ARCHITECTURE} exec ${VESK_DPKG_SHLIBDEPS} "
+       "--admindir=${CMAKE_SYSROOT}/.vesk-dpkg -l${CMAKE_SYSROOT}/usr/lib/${CMAKE_LIBRARY_ARCHITECTURE} \"$@\"\n")
+  file(CHMOD ${shlibdeps_dir}/dpkg-shlibdeps PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ
+       GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+  file(WRITE ${PROJECT_BINARY_DIR}/packaging/cpack_cross.cmake "set(ENV{PATH} \"${shlibdeps_dir}:\$ENV{PATH}\")\n")
+  set(CPACK_PROJECT_CONFIG_FILE ${PROJECT_BINARY_DIR}/packaging/cpack_cross.cmake)
+endif()
+# The default displays (drm, then fbdev) need nothing but the kernel. A build with SDL
 # depends on libsdl2 (and through it on libgbm1); SDL's KMSDRM driver also
 # needs Mesa's EGL and DRI drivers (kms_swrast on boards without a GPU driver).
 if(OZGI_WITH_SDL)

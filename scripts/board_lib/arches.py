@@ -37,59 +37,77 @@ def _download(arch, cache, package, native):
         return sorted(have)[-1]
     opts = [] if native else _apt_env(arch, cache)
     if not native and not glob.glob(os.path.join(cache, 'apt', 'lists', '*_Packages*')):
-        subprocess.run(['apt-get', '-q'] + opts + ['update'], check=True, stdout=subprocess.DEVNULL)
+        # An index that can't be had (one of another suite caught in a mirror
+        # sync, say) matters only if the package is then not found.
+        r = subprocess.run(['apt-get', '-q'] + opts + ['update'], stdout=subprocess.DEVNULL)
+        if r.returncode != 0:
+            print('board: apt-get update of %s failed for some index; going on with the others' % arch, flush=True)
     subprocess.run(['apt-get', '-q'] + opts + ['download', package], check=True, cwd=cache,
                    stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
     return sorted(glob.glob(os.path.join(cache, package + '_*_' + arch + '.deb')))[-1]
 
 
-def _kernel_package(arch, cache, native):
-    """The versioned kernel package the meta package linux-image-ARCH names."""
+def _kernel_package(arch, flavour, cache, native):
+    """The versioned kernel package the meta package linux-image-FLAVOUR names."""
     opts = [] if native else _apt_env(arch, cache)
     if not native:
         _download(arch, cache, 'busybox-static', native)  # makes sure the lists exist
-    r = subprocess.run(['apt-cache'] + opts + ['depends', 'linux-image-' + arch], capture_output=True,
+    r = subprocess.run(['apt-cache'] + opts + ['depends', 'linux-image-' + flavour], capture_output=True,
                        text=True, check=True)
     for line in r.stdout.splitlines():
         line = line.strip()
         if line.startswith('Depends: linux-image-'):
             return line.split()[1]
-    raise RuntimeError('no kernel package behind linux-image-' + arch)
+    raise RuntimeError('no kernel package behind linux-image-' + flavour)
 
 
 class arch_t:
-    def __init__(self, name, qemu, machine, console, sysroot, lib_dirs, cc, native):
+    def __init__(self, name, qemu, machine, console, sysroot, lib_dirs, cc, native, flavour=None):
         self.name = name
+        self.flavour = flavour or name  # Debian's kernel flavour (linux-image-FLAVOUR)
         self.qemu = qemu            # the qemu-system program
         self.machine = machine      # its machine and CPU options
         self.console = console      # the serial console's device name in the guest
-        self.sysroot = sysroot      # where its libraries are found on this machine
+        self._sysroot = sysroot     # where its libraries are found on this machine (or a function saying it)
         self.lib_dirs = lib_dirs    # the loader's directories, inside the sysroot
         self.cc = cc                # a C compiler for static helpers
         self.native = native
+
+    @property
+    def sysroot(self):
+        """Looked for when asked: scripts/cross makes a cross sysroot only after the start."""
+        return self._sysroot() if callable(self._sysroot) else self._sysroot
 
     def fetch_kernel(self, cache):
         have = glob.glob(os.path.join(cache, 'linux-image-*_' + self.name + '.deb'))
         if have:
             return sorted(have)[-1]
-        return _download(self.name, cache, _kernel_package(self.name, cache, self.native), self.native)
+        return _download(self.name, cache, _kernel_package(self.name, self.flavour, cache, self.native),
+                         self.native)
 
     def fetch_busybox(self, cache):
         return _download(self.name, cache, 'busybox-static', self.native)
 
 
-def _arm64_sysroot():
-    for d in (os.environ.get('VESK_ARM64_SYSROOT', ''), os.path.join(ROOT, 'build-sysroot-arm64'),
-              os.path.join(ROOT, '.cache', 'sysroot', 'arm64')):
-        if d and os.path.isdir(os.path.join(d, 'usr', 'lib', 'aarch64-linux-gnu')):
+def _sysroot(arch, triplet):
+    """The cross sysroot of ARCH that scripts/cross makes (VESK_ARCH_SYSROOT names another)."""
+    for d in (os.environ.get('VESK_%s_SYSROOT' % arch.upper(), ''), os.path.join(ROOT, 'build-sysroot-' + arch),
+              os.path.join(ROOT, '.cache', 'sysroot', arch)):
+        if d and os.path.isdir(os.path.join(d, 'usr', 'lib', triplet)):
             return d
-    return '/nonexistent-arm64-sysroot'
+    return '/nonexistent-%s-sysroot' % arch
 
 
 ARCHES = {
     'amd64': arch_t('amd64', 'qemu-system-x86_64', ['-M', 'pc', '-vga', 'none', '-cpu', 'max'], 'ttyS0', '/',
                     ['/lib/x86_64-linux-gnu', '/usr/lib/x86_64-linux-gnu', '/lib64', '/lib'], 'gcc', True),
     'arm64': arch_t('arm64', 'qemu-system-aarch64', ['-M', 'virt', '-cpu', 'cortex-a53'], 'ttyAMA0',
-                    _arm64_sysroot(), ['/lib/aarch64-linux-gnu', '/usr/lib/aarch64-linux-gnu', '/lib'],
-                    'aarch64-linux-gnu-gcc', False),
+                    lambda: _sysroot('arm64', 'aarch64-linux-gnu'),
+                    ['/lib/aarch64-linux-gnu', '/usr/lib/aarch64-linux-gnu', '/lib'], 'aarch64-linux-gnu-gcc', False),
+    # 32-bit ARM boards: Debian's multiplatform ARMv7 kernel on QEMU's virt machine, its PCI
+    # configuration space kept below 4 GiB (highmem=off), where a kernel without LPAE reaches it.
+    'armhf': arch_t('armhf', 'qemu-system-arm', ['-M', 'virt,highmem=off', '-cpu', 'cortex-a15'], 'ttyAMA0',
+                    lambda: _sysroot('armhf', 'arm-linux-gnueabihf'),
+                    ['/lib/arm-linux-gnueabihf', '/usr/lib/arm-linux-gnueabihf', '/lib'], 'arm-linux-gnueabihf-gcc',
+                    False, flavour='armmp'),
 }

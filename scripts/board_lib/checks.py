@@ -112,7 +112,7 @@ class context_t:
         cmd = backends.headless_command(self.info['program'], self.info['menu'], script)
         a = arches.ARCHES[self.arch]
         if not a.native:
-            cmd = ['qemu-%s-static' % {'arm64': 'aarch64'}[self.arch], '-L', a.sysroot] + cmd
+            cmd = ['qemu-%s-static' % {'arm64': 'aarch64', 'armhf': 'arm'}[self.arch], '-L', a.sysroot] + cmd
         r = subprocess.run(cmd, capture_output=True, text=True, timeout=300)
         if r.returncode != 0 or not os.path.exists(png):
             raise vm.board_error('headless reference %s failed (%d): %s' % (name, r.returncode, r.stderr[-600:]))
