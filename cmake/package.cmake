@@ -48,6 +48,11 @@ if(OZGI_WITH_SDL)
 else()
   set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "adb")
 endif()
+# The VNC server's library is loaded only for --ozgi-vnc (see vnc_library.h), so
+# dpkg-shlibdeps does not see it: the remote panel is recommended, not required.
+if(OZGI_WITH_VNC)
+  string(APPEND CPACK_DEBIAN_PACKAGE_RECOMMENDS ", libvncserver1 (>= 0.9.10)")
+endif()
 # /etc/default/vesk is the operator's to edit: an upgrade must keep it.
 file(WRITE ${PROJECT_BINARY_DIR}/packaging/conffiles "/etc/default/vesk\n")
 set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA ${PROJECT_BINARY_DIR}/packaging/conffiles)

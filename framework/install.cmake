@@ -16,9 +16,7 @@ set(OZGI_PC_REQUIRES freetype2 fontconfig libpng pugixml)
 if(NOT DEFINED OZGI_WITH_SDL OR OZGI_WITH_SDL)
   list(APPEND OZGI_PC_REQUIRES sdl2)
 endif()
-if(NOT DEFINED OZGI_WITH_VNC OR OZGI_WITH_VNC)
-  list(APPEND OZGI_PC_REQUIRES libvncserver)
-endif()
+# libvncserver is not among them: the VNC server loads it at run time (dlopen).
 list(JOIN OZGI_PC_REQUIRES " " OZGI_PC_REQUIRES_TEXT)
 
 if(OZGI_INSTALL_FRAMEWORK)

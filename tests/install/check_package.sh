@@ -28,6 +28,12 @@ for dep in fonts-dejavu-core fonts-wqy-microhei libc6 libsdl2-2.0-0 libfreetype6
   echo "$depends" | grep -q "$dep" || fail "Depends lacks $dep: $depends"
 done
 
+# libvncserver is loaded only for --ozgi-vnc: recommended, never a dependency.
+case "$depends" in *libvncserver*) fail "Depends has libvncserver: $depends" ;; esac
+if grep -q '^OZGI_WITH_VNC:BOOL=ON$' "$build/CMakeCache.txt"; then
+  field Recommends | grep -q 'libvncserver1' || fail "Recommends lacks libvncserver1: $(field Recommends)"
+fi
+
 files=$(dpkg-deb -c "$deb")
 for f in ./usr/bin/vesk ./usr/lib/systemd/system/vesk.service ./etc/default/vesk; do
   echo "$files" | grep -q " $f\$" || fail "the package lacks $f"

@@ -20,10 +20,12 @@
 #include "ozgi/cls_input_args.h"
 #include "ozgi/cls_log.h"
 #include "ui/cls_vnc_listener.h"
+#include "ui/vnc_library.h"
 
 namespace ozgi {
 
 struct cls_vnc_server::screen_t {
+    vnc_library_t lib;
     rfbScreenInfoPtr rfb = nullptr;
     cls_vnc_listener listener;
 };
@@ -232,10 +234,13 @@ cls_vnc_server::cls_vnc_server(const vnc_options_t& options, int width, int heig
     m_wake_fd = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     if (m_wake_fd < 0) OZGI_FATAL("Can't make the VNC server's wake-up descriptor.");
 
-    rfbLog = quiet_log;
-    rfbErr = error_log;
+    // Loaded now, not at program start: see vnc_library.h.
+    load_vnc_library_or_die(OZGI_VNC_LIBRARY, &m_screen->lib);
+    const vnc_library_t& lib = m_screen->lib;
+    *lib.log = quiet_log;
+    *lib.err = error_log;
     int argc = 0;
-    rfbScreenInfoPtr s = rfbGetScreen(&argc, nullptr, width, height, 8, 3, 4);
+    rfbScreenInfoPtr s = lib.get_screen(&argc, nullptr, width, height, 8, 3, 4);
     if (!s) OZGI_FATAL("Can't start the VNC server.");
     m_screen->rfb = s;
     s->screenData = this;
@@ -260,18 +265,18 @@ cls_vnc_server::cls_vnc_server(const vnc_options_t& options, int width, int heig
     s->cursor = nullptr;
     if (!m_passwords.empty()) {
         s->authPasswdData = m_passwords.data();
-        s->passwordCheck = rfbCheckPasswordByList;
+        s->passwordCheck = lib.check_password_by_list;
     }
     std::string error;
     if (!m_screen->listener.listen(options.address.c_str(), options.port, &error))
         OZGI_FATAL("Can't serve VNC on %s:%d: %s.", options.address.c_str(), options.port, error.c_str());
-    rfbInitServer(s);
+    lib.init_server(s);
     // Each viewer gets threads of its own (its input, its updates).
-    rfbRunEventLoop(s, -1, TRUE);
+    lib.run_event_loop(s, -1, TRUE);
     m_watchdog = std::thread([this] { watch_handshakes(); });
-    m_screen->listener.start(m_web_dir.c_str(), [s](int fd) {
-        rfbClientPtr cl = rfbNewClient(s, fd);
-        if (cl && !cl->onHold) rfbStartOnHoldClient(cl);
+    m_screen->listener.start(m_web_dir.c_str(), [s, &lib](int fd) {
+        rfbClientPtr cl = lib.new_client(s, fd);
+        if (cl && !cl->onHold) lib.start_on_hold_client(cl);
     });
 }
 
@@ -292,10 +297,11 @@ cls_vnc_server::~cls_vnc_server() {
         std::lock_guard<std::mutex> lock(m_mutex);
         for (auto& entry : m_viewers) shutdown(entry.first, SHUT_RDWR);
     }
-    rfbShutdownServer(s, TRUE);
+    const vnc_library_t& lib = m_screen->lib;
+    lib.shutdown_server(s, TRUE);
     free(s->frameBuffer);
     s->frameBuffer = nullptr;
-    rfbScreenCleanup(s);
+    lib.screen_cleanup(s);
     // The keys of viewers whose end the server did not report.
     for (auto& entry : m_viewers) close(entry.first);
     m_viewers.clear();
@@ -313,7 +319,7 @@ void cls_vnc_server::update(const uint32_t* argb, int stride, const cls_rect* re
         for (int y = r.y; y < r.bottom(); ++y)
             std::memcpy(fb + static_cast<size_t>(y) * m_width + r.x, argb + static_cast<size_t>(y) * stride + r.x,
                         static_cast<size_t>(r.w) * 4);
-        rfbMarkRectAsModified(s, r.x, r.y, r.right(), r.bottom());
+        m_screen->lib.mark_rect_as_modified(s, r.x, r.y, r.right(), r.bottom());
     }
 }
 
