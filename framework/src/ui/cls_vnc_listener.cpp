@@ -18,8 +18,12 @@ namespace ozgi {
 namespace {
 
 // A VNC viewer waits for the server to speak; a browser sends its request at
-// once. This long is waited for a request before a connection counts as VNC.
-const int FIRST_BYTES_MS = 150;
+// once. When a page is served, this long is waited for a request before a
+// connection counts as VNC: long enough for a browser on a loaded machine (at
+// 150 ms a page load was now and then taken for a viewer), short enough for a
+// viewer not to notice. Without a page there is nothing to wait for: a
+// WebSocket viewer is recognised by the VNC server itself.
+const int FIRST_BYTES_MS = 1000;
 // A request's head larger than this, or slower than the timeout, is not served.
 const size_t MAX_HEAD = 8192;
 const int HTTP_TIMEOUT_MS = 5000;
@@ -167,7 +171,7 @@ void cls_vnc_listener::run() {
         pollfd first{fd, POLLIN, 0};
         char start[4];
         bool http = false;
-        if (poll(&first, 1, FIRST_BYTES_MS) > 0) {
+        if (!m_web_dir.empty() && poll(&first, 1, FIRST_BYTES_MS) > 0) {
             ssize_t n = recv(fd, start, sizeof start, MSG_PEEK | MSG_DONTWAIT);
             http = n == 4 && std::memcmp(start, "GET ", 4) == 0;
         }

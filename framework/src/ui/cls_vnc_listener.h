@@ -17,7 +17,8 @@ public:
 
     /// Listens on the dotted IPv4 `address` and `port`; false with the reason in *error when it can't.
     bool listen(const std::string& address, int port, std::string* error);
-    /// Starts accepting: VNC connections go to `to_vnc`, HTTP requests get files of `web_dir` (empty: none).
+    /// Starts accepting: VNC connections go to `to_vnc`, HTTP requests get files of `web_dir`. With an
+    /// empty `web_dir` every connection goes to `to_vnc` at once (no page: nothing to tell apart).
     void start(const std::string& web_dir, handler_t to_vnc);
     /// Stops accepting and closes the port; connections already handed over stay.
     void stop();
