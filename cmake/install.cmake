@@ -6,8 +6,16 @@
 include(GNUInstallDirs)
 
 install(TARGETS vesk RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT vesk)
+# `vesk_package` builds just what the package holds, for a build that skips the
+# rest (CMAKE_SKIP_INSTALL_ALL_DEPENDENCY): the programs and the browser page.
+add_custom_target(vesk_package)
+add_dependencies(vesk_package vesk)
 if(TARGET vesk-cli)
   install(TARGETS vesk-cli RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT vesk)
+  add_dependencies(vesk_package vesk-cli)
+endif()
+if(TARGET vesk_web)
+  add_dependencies(vesk_package vesk_web)
 endif()
 
 # The boot service goes only into the package: a plain `cmake --install` must
