@@ -7,6 +7,7 @@
 #include <regex>
 
 #include "cli_test_util.h"
+#include "emulator.h"
 
 using namespace cli_test;
 using app_test::json_reader;
@@ -48,6 +49,7 @@ std::vector<json_value> json_lines(const std::string& text) {
 } // namespace
 
 TEST(cli_fleet, every_test_on_every_listed_device_with_all_reports) {
+    if (test_emulator::active()) GTEST_SKIP() << test_emulator::skip_reason_self_exec();
     temp_dir menu;
     small_menu(menu);
     std::string junit = menu.at("out.xml"), json = menu.at("out.json"), tap = menu.at("out.tap");
@@ -107,6 +109,7 @@ TEST(cli_fleet, every_test_on_every_listed_device_with_all_reports) {
 }
 
 TEST(cli_fleet, all_means_the_ready_devices_and_exit_0_needs_every_pass) {
+    if (test_emulator::active()) GTEST_SKIP() << test_emulator::skip_reason_self_exec();
     temp_dir menu;
     menu.write_script("ok", "echo fine\n");
     run_result r = cli_devices(menu.path(), "EMU1 OFF:offline EMU2", {"run", "--all", "--serial-id=all"});
@@ -120,6 +123,7 @@ TEST(cli_fleet, all_means_the_ready_devices_and_exit_0_needs_every_pass) {
 }
 
 TEST(cli_fleet, a_device_that_disappears_gets_errors_and_the_others_go_on) {
+    if (test_emulator::active()) GTEST_SKIP() << test_emulator::skip_reason_self_exec();
     temp_dir menu;
     std::string gone = menu.at("gone");
     menu.write_script("t1", "echo one\n");
@@ -176,6 +180,7 @@ TEST(cli_tap, one_device_gives_the_plan_and_a_line_per_test_without_serial) {
 }
 
 TEST(cli_fleet, a_stopped_vesk_cli_ends_the_tests_on_every_target_first) {
+    if (test_emulator::active()) GTEST_SKIP() << test_emulator::skip_reason_self_exec();
     temp_dir menu;
     std::string pids = menu.at("pids");
     // Records its pid per device, and hangs with a child of its own.

@@ -68,6 +68,12 @@ inline const char* skip_reason_spawn_missing() {
     return "under qemu-user posix_spawn of a missing program gives a child exiting 127 instead of an error";
 }
 
+/// Why a test of vesk-cli on several devices is skipped under the emulator.
+inline const char* skip_reason_self_exec() {
+    return "vesk-cli starts its per-device workers as itself (/proc/self/exe), a foreign binary "
+           "that the kernel can't start under qemu-user without binfmt";
+}
+
 /// Why a test that opens an SDL window is skipped under the emulator.
 inline const char* skip_reason_sdl_window() {
     return "an SDL window of a foreign binary under qemu-user (nested in Xvfb) can hang in Mesa";
