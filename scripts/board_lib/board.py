@@ -37,10 +37,9 @@ def build_program(arch):
 
 def prepare(arch, backend_names, work):
     """Builds what the image holds and writes it; returns (kernel, initrd, info)."""
+    # The cross sysroot is looked for only when asked (arches.arch_t.sysroot):
+    # a clean clone has it only once this build has made it.
     program = build_program(arch)
-    if arch == 'arm64':
-        # A clean clone has its sysroot only now that the cross build made it.
-        arches.ARCHES[arch].sysroot = arches._arm64_sysroot()
     menu_dir = menu.make(os.path.join(work, 'menu'))
     helper = helpers.build_mtouch(arch, work)
     extra = [('/usr/bin/mtouch', helper), ('/usr/bin/kdmode', helpers.build(arch, work, 'kdmode'))]
