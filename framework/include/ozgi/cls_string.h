@@ -1,6 +1,9 @@
 #pragma once
-// An owned byte string holding UTF-8 text. The object is a pointer, a length and
-// a capacity, so it may be moved bytewise (cls_array relies on that).
+// An owned byte string holding UTF-8 text. A text of up to SMALL bytes is kept in
+// the object itself: most strings are names, numbers and words, and a block of
+// their own cost them a malloc, a free and more memory than the text. Nothing in
+// the object points into itself, so it may be moved bytewise (cls_array relies
+// on that); a pointer into a short string's bytes, though, moves with it.
 #include <cstddef>
 #include "ozgi/if_to_string.h"
 
@@ -86,8 +89,9 @@ public:
     /// character that is not a digit ends the number; no digits gives 0.
     int to_int() const;
 
-    /// The text, NUL-terminated; never null ("" for an empty string).
-    const char* c_str() const { return m_buf ? m_buf : ""; }
+    /// The text, NUL-terminated; never null ("" for an empty string). For a text
+    /// of up to SMALL bytes it lies inside the object.
+    const char* c_str() const { return buf(); }
     /// Number of bytes.
     int length() const { return m_len; }
     /// True when the string has no bytes.
@@ -95,9 +99,9 @@ public:
     /// True when the string has at least one byte.
     bool is_not_empty() const { return m_len != 0; }
     /// The byte at `index`, which must be below length() (not checked).
-    char operator[](int index) const { return m_buf[index]; }
+    char operator[](int index) const { return buf()[index]; }
     /// Writable bytes (the string must not be empty).
-    char* data() { return m_buf; }
+    char* data() { return buf(); }
 
     /// True when the byte `c` occurs in the string.
     bool has(char c) const;
@@ -138,10 +142,20 @@ public:
     /// The last component of a path ("a/b/c" gives "c"; "a/b/" gives "").
     cls_string file_name() const;
 
+    /// Longest text kept inside the object.
+    static constexpr int SMALL = 15;
+
 private:
-    char* m_buf;
+    bool is_small() const { return m_cap == SMALL; }
+    char* buf() { return is_small() ? m_small : m_heap; }
+    const char* buf() const { return is_small() ? m_small : m_heap; }
+
+    union {
+        char* m_heap;             // the block, when the capacity is above SMALL
+        char m_small[SMALL + 1];  // the text and its terminator, otherwise
+    };
     int m_len;
-    int m_cap;
+    int m_cap;  // SMALL while the text is in m_small; a block's is always larger
 };
 
 inline cls_string operator+(const char* a, const cls_string& b) { return cls_string(a) + b; }
