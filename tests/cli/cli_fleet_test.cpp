@@ -36,16 +36,6 @@ void small_menu(const temp_dir& menu) {
     menu.write_script("top", "if [ \"$1\" = \"--help\" ]; then exit 1; fi\necho top\n");
 }
 
-std::vector<json_value> json_lines(const std::string& text) {
-    std::vector<json_value> out;
-    for (const std::string& line : lines_of(text)) {
-        json_value v;
-        EXPECT_TRUE(json_reader::parse(line, &v)) << line;
-        out.push_back(v);
-    }
-    return out;
-}
-
 } // namespace
 
 TEST(cli_fleet, every_test_on_every_listed_device_with_all_reports) {
@@ -190,19 +180,9 @@ TEST(cli_fleet, a_stopped_vesk_cli_ends_the_tests_on_every_target_first) {
     o.args = {"run", "--all", "--device=adb", "--serial-id=EMU1,EMU2", "--dir=" + menu.path()};
     o.stub_adb = true;
     o.env["ADB_STUB_DEVICES"] = "EMU1 EMU2";
-    std::vector<std::string> argv_s{VESK_CLI_PROGRAM};
-    for (const std::string& a : o.args) argv_s.push_back(a);
-    std::vector<std::string> env_s = app_test::make_env(o);
-    std::vector<char*> argv = app_test::exec_vector(argv_s), envp = app_test::exec_vector(env_s);
-    pid_t pid = ::fork();
-    if (pid == 0) {
-        int null_fd = ::open("/dev/null", O_RDWR);
-        ::dup2(null_fd, 0);
-        ::dup2(null_fd, 1);
-        ::dup2(null_fd, 2);
-        ::execve(argv[0], argv.data(), envp.data());
-        ::_exit(127);
-    }
+    int null_fd = ::open("/dev/null", O_RDWR);
+    pid_t pid = start_cli(o, null_fd, null_fd, null_fd);
+    ::close(null_fd);
     std::vector<int> started;
     for (const char* serial : {"EMU1", "EMU2"}) {
         std::istringstream line(test_wait::wait_line(pids + "." + serial, 20000));

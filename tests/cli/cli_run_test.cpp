@@ -33,16 +33,6 @@ void all_menu(const temp_dir& menu) {
     menu.write_script("b/direct_exec.reset", "echo reset done\n");
 }
 
-std::vector<json_value> json_lines(const std::string& text) {
-    std::vector<json_value> out;
-    for (const std::string& line : lines_of(text)) {
-        json_value v;
-        EXPECT_TRUE(json_reader::parse(line, &v)) << line;
-        out.push_back(v);
-    }
-    return out;
-}
-
 // Checks the JUnit document of the all_menu run (with or without the direct test).
 void check_junit(const std::string& path, bool with_direct) {
     pugi::xml_document doc;

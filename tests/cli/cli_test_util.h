@@ -1,6 +1,8 @@
 #pragma once
 // Helpers of the vesk-cli tests: runs of the real vesk-cli in a child with its
 // output collected, on real temporary menus (the start-up tests' helpers).
+#include <gtest/gtest.h>
+
 #include <csignal>
 #include <string>
 #include <vector>
@@ -14,26 +16,33 @@ using app_test::run_opts_t;
 using app_test::run_result;
 using app_test::temp_dir;
 
-/// Runs vesk-cli with `o` (its arguments, environment and directory) to its end.
-inline run_result run_cli(const run_opts_t& o) {
-    temp_dir work;
-    std::string out_path = work.at("stdout.txt"), err_path = work.at("stderr.txt");
-    int out_fd = ::open(out_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    int err_fd = ::open(err_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    int null_fd = ::open("/dev/null", O_RDONLY);
+/// Starts vesk-cli with `o` (its arguments, environment and directory) in a
+/// child whose standard input, output and error are `in`, `out` and `err`.
+inline pid_t start_cli(const run_opts_t& o, int in, int out, int err) {
     std::vector<std::string> argv_s{VESK_CLI_PROGRAM};
     for (const std::string& a : o.args) argv_s.push_back(a);
     std::vector<std::string> env_s = app_test::make_env(o);
     std::vector<char*> argv = app_test::exec_vector(argv_s), envp = app_test::exec_vector(env_s);
     pid_t pid = ::fork();
     if (pid == 0) {
-        ::dup2(null_fd, 0);
-        ::dup2(out_fd, 1);
-        ::dup2(err_fd, 2);
+        ::dup2(in, 0);
+        ::dup2(out, 1);
+        ::dup2(err, 2);
         if (!o.cwd.empty() && ::chdir(o.cwd.c_str()) != 0) ::_exit(126);
         ::execve(argv[0], argv.data(), envp.data());
         ::_exit(127);
     }
+    return pid;
+}
+
+/// Runs vesk-cli with `o` to its end.
+inline run_result run_cli(const run_opts_t& o) {
+    temp_dir work;
+    std::string out_path = work.at("stdout.txt"), err_path = work.at("stderr.txt");
+    int out_fd = ::open(out_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    int err_fd = ::open(err_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    int null_fd = ::open("/dev/null", O_RDONLY);
+    pid_t pid = start_cli(o, null_fd, out_fd, err_fd);
     ::close(out_fd);
     ::close(err_fd);
     ::close(null_fd);
@@ -75,6 +84,18 @@ inline std::vector<std::string> lines_of(const std::string& text) {
     while (std::getline(in, line)) out.push_back(line);
     return out;
 }
+
+/// The JSON Lines of `text`, each of which must parse.
+inline std::vector<app_test::json_value> json_lines(const std::string& text) {
+    std::vector<app_test::json_value> out;
+    for (const std::string& line : lines_of(text)) {
+        app_test::json_value v;
+        EXPECT_TRUE(app_test::json_reader::parse(line, &v)) << line;
+        out.push_back(v);
+    }
+    return out;
+}
+
 
 /// A help text with "Usage:" and the given argument lines.
 inline std::string usage_with(const std::vector<std::string>& arg_lines) {

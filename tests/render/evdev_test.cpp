@@ -20,16 +20,6 @@ using namespace fbdev_test;
 
 namespace {
 
-struct temp_dir_t {
-    std::string path;
-    temp_dir_t() {
-        char name[] = "/tmp/vesk_evdev_XXXXXX";
-        path = ::mkdtemp(name) ? name : "";
-    }
-    ~temp_dir_t() { std::system(("rm -rf '" + path + "'").c_str()); }
-    std::string at(const std::string& rel) const { return path + "/" + rel; }
-};
-
 // The input of a 64 x 32 picture on a 64 x 32 panel reading the file of
 // `records` (raw values are panel pixels unless `range` is given).
 std::vector<input_t> run(const records_t& records, const std::string& range = "") {

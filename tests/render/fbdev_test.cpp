@@ -22,22 +22,6 @@ using namespace fbdev_test;
 
 namespace {
 
-// A temporary directory, removed with its files.
-struct temp_dir_t {
-    std::string path;
-    temp_dir_t() {
-        char name[] = "/tmp/vesk_fbdev_XXXXXX";
-        path = ::mkdtemp(name) ? name : "";
-    }
-    ~temp_dir_t() { std::system(("rm -rf '" + path + "'").c_str()); }
-    std::string at(const std::string& rel) const { return path + "/" + rel; }
-    /// An empty file to stand in for a framebuffer (it grows to the geometry given).
-    std::string fb() const {
-        std::ofstream touch(at("fb"));
-        return at("fb");
-    }
-};
-
 // An fbdev backend opened with the given options for a w x h picture; null with
 // the reason in *why when it did not open.
 cls_sp<if_display_backend> open_fbdev(int rotate, int w, int h, const std::vector<std::string>& options,

@@ -4,13 +4,31 @@
 #include <linux/input.h>
 
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <sstream>
 #include <string>
 #include <vector>
+#include <unistd.h>
 
 namespace fbdev_test {
+
+/// A temporary directory, removed with its files.
+struct temp_dir_t {
+    std::string path;
+    temp_dir_t() {
+        char name[] = "/tmp/vesk_fbdev_XXXXXX";
+        path = ::mkdtemp(name) ? name : "";
+    }
+    ~temp_dir_t() { std::system(("rm -rf '" + path + "'").c_str()); }
+    std::string at(const std::string& rel) const { return path + "/" + rel; }
+    /// An empty file to stand in for a framebuffer (it grows to the geometry given).
+    std::string fb() const {
+        std::ofstream touch(at("fb"));
+        return at("fb");
+    }
+};
 
 /// A run of evdev records, built up as a touch screen or keyboard sends them.
 class records_t {
