@@ -64,6 +64,13 @@ protected:
         device_fixture::TearDown();
     }
 
+    /// Points `device` at the stand-in's device S1 and reads the menu in m_dir.
+    void open_menu(cls_adb_vesk_device* device) {
+        device->set_serial_id("S1");
+        if_vesk_device::menu_tree_t tree;
+        device->build_menu_tree(m_dir.path().c_str(), &tree);
+    }
+
     /// Every call the stand-in logged: its words, "adb" first.
     std::vector<strings> calls() const {
         std::vector<strings> out;
@@ -315,9 +322,7 @@ TEST_F(adb_device, the_marker_is_not_shown_when_the_read_sees_the_end) {
     ::setenv("ADB_STUB_DEVICES", "S1", 1);
     m_dir.write_script("t", "echo line1\necho line2\nexit 3\n");
     cls_adb_vesk_device device;
-    device.set_serial_id("S1");
-    if_vesk_device::menu_tree_t tree;
-    device.build_menu_tree(m_dir.path().c_str(), &tree);
+    open_menu(&device);
     int code = 0;
     EXPECT_EQ(run_and_read_at_end(&device, words({"t"}), &code), "line1\nline2\n");
     EXPECT_EQ(code, 3);
@@ -327,9 +332,7 @@ TEST_F(adb_device, the_status_comes_from_the_marker_also_when_only_is_ended_read
     ::setenv("ADB_STUB_DEVICES", "S1", 1);
     m_dir.write_script("t", "echo lost\nexit 6\n");
     cls_adb_vesk_device device;
-    device.set_serial_id("S1");
-    if_vesk_device::menu_tree_t tree;
-    device.build_menu_tree(m_dir.path().c_str(), &tree);
+    open_menu(&device);
     device.exec_test("", words({"t"}));
     wait_child_ended();
     int code = 0;
@@ -341,9 +344,7 @@ TEST_F(adb_device, a_test_printing_the_marker_itself_loses_to_the_last_one) {
     ::setenv("ADB_STUB_DEVICES", "S1", 1);
     m_dir.write_script("t", "echo exit_code=7\nexit 0\n");
     cls_adb_vesk_device device;
-    device.set_serial_id("S1");
-    if_vesk_device::menu_tree_t tree;
-    device.build_menu_tree(m_dir.path().c_str(), &tree);
+    open_menu(&device);
     int code = -1;
     EXPECT_EQ(run_and_read_at_end(&device, words({"t"}), &code), "exit_code=7\n");
     EXPECT_EQ(code, 0);
@@ -353,9 +354,7 @@ TEST_F(adb_device, a_marker_read_before_the_end_is_shown_and_the_status_is_lost)
     ::setenv("ADB_STUB_DEVICES", "S1", 1);
     m_dir.write_script("t", "echo out\nexit 5\n");
     cls_adb_vesk_device device;
-    device.set_serial_id("S1");
-    if_vesk_device::menu_tree_t tree;
-    device.build_menu_tree(m_dir.path().c_str(), &tree);
+    open_menu(&device);
     ::setenv("ADB_STUB_EXIT_DELAY", "2", 1);
     device.exec_test("", words({"t"}));
     // The tool stays alive after the marker, so the reads see it before the end.
@@ -374,9 +373,7 @@ TEST_F(adb_device, arguments_go_to_the_target_shell_unquoted) {
     ::setenv("ADB_STUB_DEVICES", "S1", 1);
     m_dir.write_script("t", "echo $#\nprintf '[%s]\\n' \"$@\"\n");
     cls_adb_vesk_device device;
-    device.set_serial_id("S1");
-    if_vesk_device::menu_tree_t tree;
-    device.build_menu_tree(m_dir.path().c_str(), &tree);
+    open_menu(&device);
     clear_calls();
     int code = -1;
     std::string output = run_and_read_at_end(&device, words({"t", "a b", "$HOME;echo injected"}), &code);
@@ -392,9 +389,7 @@ TEST_F(adb_device, a_test_runs_in_its_own_directory) {
     ::setenv("ADB_STUB_DEVICES", "S1", 1);
     m_dir.write_script("net/scan", "pwd -P\n");
     cls_adb_vesk_device device;
-    device.set_serial_id("S1");
-    if_vesk_device::menu_tree_t tree;
-    device.build_menu_tree(m_dir.path().c_str(), &tree);
+    open_menu(&device);
     device.exec_test("net/", words({"net/scan"}));
     wait_child_ended();
     std::string real = std::filesystem::canonical(m_dir.path()).string();
@@ -407,9 +402,7 @@ TEST_F(adb_device, a_test_runs_in_its_own_directory) {
 TEST_F(adb_device, an_empty_command_runs_only_the_cd_and_the_echo) {
     ::setenv("ADB_STUB_DEVICES", "S1", 1);
     cls_adb_vesk_device device;
-    device.set_serial_id("S1");
-    if_vesk_device::menu_tree_t tree;
-    device.build_menu_tree(m_dir.path().c_str(), &tree);
+    open_menu(&device);
     clear_calls();
     cls_array<cls_string> empty;
     device.exec_test("", empty);
@@ -424,9 +417,7 @@ TEST_F(adb_device, a_dropped_connection_keeps_the_output_and_reports_nothing) {
     ::setenv("ADB_STUB_DROP_MARKER", "1", 1);
     m_dir.write_script("t", "echo hello\nexit 4\n");
     cls_adb_vesk_device device;
-    device.set_serial_id("S1");
-    if_vesk_device::menu_tree_t tree;
-    device.build_menu_tree(m_dir.path().c_str(), &tree);
+    open_menu(&device);
     int code = -1;
     // No marker: the status is read from what lies after the missing position, here nothing.
     EXPECT_EQ(run_and_read_at_end(&device, words({"t"}), &code), "hello\n");
@@ -457,9 +448,7 @@ TEST_F(adb_device, an_endable_start_hides_the_group_line_and_keeps_the_status) {
     ::setenv("ADB_STUB_DEVICES", "S1", 1);
     m_dir.write_script("t", "echo line1\nexit 3\n");
     cls_adb_vesk_device device;
-    device.set_serial_id("S1");
-    if_vesk_device::menu_tree_t tree;
-    device.build_menu_tree(m_dir.path().c_str(), &tree);
+    open_menu(&device);
     device.set_endable(true);
     int code = 0;
     EXPECT_EQ(run_and_read_at_end(&device, words({"t", "--n", "4"}), &code), "line1\n");
@@ -477,9 +466,7 @@ TEST_F(adb_device, without_endable_no_group_line_is_asked_for) {
     ::setenv("ADB_STUB_DEVICES", "S1", 1);
     m_dir.write_script("t", "echo line1\n");
     cls_adb_vesk_device device;
-    device.set_serial_id("S1");
-    if_vesk_device::menu_tree_t tree;
-    device.build_menu_tree(m_dir.path().c_str(), &tree);
+    open_menu(&device);
     int code = -1;
     EXPECT_EQ(run_and_read_at_end(&device, words({"t"}), &code), "line1\n");
     EXPECT_EQ(code, 0);
@@ -493,9 +480,7 @@ TEST_F(adb_device, a_run_without_a_status_is_no_pass_when_endable) {
     ::setenv("ADB_STUB_DEVICES", "S1", 1);
     m_dir.write_script("t", "echo out\n");
     cls_adb_vesk_device device;
-    device.set_serial_id("S1");
-    if_vesk_device::menu_tree_t tree;
-    device.build_menu_tree(m_dir.path().c_str(), &tree);
+    open_menu(&device);
     device.set_endable(true);
     ::setenv("ADB_STUB_DROP_MARKER", "1", 1);
     int code = 0;
@@ -514,9 +499,7 @@ TEST_F(adb_device, killing_the_client_leaves_the_test_running_on_the_target) {
     std::string pids = m_side.at("pids");
     write_hanging_test(m_dir, pids);
     cls_adb_vesk_device device;
-    device.set_serial_id("S1");
-    if_vesk_device::menu_tree_t tree;
-    device.build_menu_tree(m_dir.path().c_str(), &tree);
+    open_menu(&device);
     device.exec_test("", words({"hang"}));
     std::string line = test_wait::wait_line(pids, 10000);
     int test_pid = 0, child_pid = 0;
@@ -542,9 +525,7 @@ TEST_F(adb_device, end_test_ends_the_test_and_its_children_on_the_target) {
     std::string pids = m_side.at("pids");
     write_hanging_test(m_dir, pids);
     cls_adb_vesk_device device;
-    device.set_serial_id("S1");
-    if_vesk_device::menu_tree_t tree;
-    device.build_menu_tree(m_dir.path().c_str(), &tree);
+    open_menu(&device);
     device.set_endable(true);
     device.exec_test("", words({"hang"}));
     std::string line = test_wait::wait_line(pids, 10000);
