@@ -27,9 +27,9 @@ const int FIRST_BYTES_MS = 1000;
 // A request's head larger than this, or slower than the timeout, is not served.
 const size_t MAX_HEAD = 8192;
 const int HTTP_TIMEOUT_MS = 5000;
-// Page requests answered at once; more are closed unanswered.
-const int MAX_HTTP = 16;
-std::atomic<int> g_http_running{0};
+// Connections being told apart or answered with a page at once; more are
+// closed unanswered.
+const int MAX_SORTING = 16;
 
 bool lower_contains(std::string text, const char* what) {
     for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
@@ -138,12 +138,19 @@ bool cls_vnc_listener::listen(const std::string& address, int port, std::string*
 }
 
 void cls_vnc_listener::start(const std::string& web_dir, handler_t to_vnc) {
-    m_web_dir = web_dir;
-    m_to_vnc = to_vnc;
+    m_shared = std::make_shared<shared_t>();
+    m_shared->web_dir = web_dir;
+    m_shared->to_vnc = to_vnc;
     m_thread = std::thread([this] { run(); });
 }
 
 void cls_vnc_listener::stop() {
+    if (m_shared) {
+        // Connections still being told apart are closed from now on; one being
+        // handed over finishes first.
+        std::lock_guard<std::mutex> lock(m_shared->lock);
+        m_shared->stopped = true;
+    }
     if (m_thread.joinable()) {
         char c = 0;
         ssize_t n = write(m_stop_fds[1], &c, 1);
@@ -168,33 +175,47 @@ void cls_vnc_listener::run() {
         if (p[1].revents) return;
         int fd = accept4(m_listen_fd, nullptr, nullptr, SOCK_CLOEXEC);
         if (fd < 0) continue;
-        pollfd first{fd, POLLIN, 0};
-        char start[4];
-        bool http = false;
-        if (!m_web_dir.empty() && poll(&first, 1, FIRST_BYTES_MS) > 0) {
-            ssize_t n = recv(fd, start, sizeof start, MSG_PEEK | MSG_DONTWAIT);
-            http = n == 4 && std::memcmp(start, "GET ", 4) == 0;
-        }
-        if (http) {
-            // A WebSocket upgrade is a VNC connection; the server reads the request itself.
-            std::string head = peek_head(fd, FIRST_BYTES_MS);
-            if (lower_contains(head, "upgrade: websocket")) http = false;
-        }
-        if (!http) {
-            m_to_vnc(fd);
+        if (m_shared->web_dir.empty()) {
+            hand_over(*m_shared, fd);
             continue;
         }
-        if (g_http_running.fetch_add(1) >= MAX_HTTP) {
-            g_http_running.fetch_sub(1);
+        // Each connection is told apart on a thread of its own, so that one that
+        // says nothing holds up nobody else.
+        if (m_shared->sorting.fetch_add(1) >= MAX_SORTING) {
+            m_shared->sorting.fetch_sub(1);
             close(fd);
             continue;
         }
-        std::string dir = m_web_dir;
-        std::thread([fd, dir] {
-            serve_file(fd, dir);
-            g_http_running.fetch_sub(1);
+        std::shared_ptr<shared_t> shared = m_shared;
+        std::thread([fd, shared] {
+            sort(*shared, fd);
+            shared->sorting.fetch_sub(1);
         }).detach();
     }
+}
+
+void cls_vnc_listener::sort(shared_t& shared, int fd) {
+    // A VNC viewer waits for the server to speak; a browser sends its request at once.
+    pollfd first{fd, POLLIN, 0};
+    char start[4];
+    bool http = false;
+    if (poll(&first, 1, FIRST_BYTES_MS) > 0) {
+        ssize_t n = recv(fd, start, sizeof start, MSG_PEEK | MSG_DONTWAIT);
+        http = n == 4 && std::memcmp(start, "GET ", 4) == 0;
+    }
+    if (http) {
+        // A WebSocket upgrade is a VNC connection; the server reads the request itself.
+        std::string head = peek_head(fd, FIRST_BYTES_MS);
+        if (lower_contains(head, "upgrade: websocket")) http = false;
+    }
+    if (http) serve_file(fd, shared.web_dir);
+    else hand_over(shared, fd);
+}
+
+void cls_vnc_listener::hand_over(shared_t& shared, int fd) {
+    std::lock_guard<std::mutex> lock(shared.lock);
+    if (shared.stopped) close(fd);
+    else shared.to_vnc(fd);
 }
 
 } // namespace ozgi
