@@ -17,20 +17,27 @@ class board_error(Exception):
     pass
 
 
+def connect_unix(path, what, timeout):
+    """A socket connected to qemu's Unix socket `path`, which qemu may not have
+    made yet: tried again for up to `timeout` seconds."""
+    deadline = time.time() + timeout
+    while True:
+        sock = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
+        try:
+            sock.connect(path)
+            return sock
+        except OSError:
+            sock.close()
+            if time.time() > deadline:
+                raise board_error('no %s socket at %s' % (what, path))
+            time.sleep(0.05)
+
+
 class qmp_t:
     """A QMP connection: commands and their answers; events are kept."""
 
     def __init__(self, path, timeout=30):
-        self.sock = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
-        deadline = time.time() + timeout
-        while True:
-            try:
-                self.sock.connect(path)
-                break
-            except OSError:
-                if time.time() > deadline:
-                    raise board_error('no QMP socket at ' + path)
-                time.sleep(0.05)
+        self.sock = connect_unix(path, 'QMP', timeout)
         self.buf = b''
         self.events = []
         self._read()  # the greeting
@@ -67,16 +74,7 @@ class serial_t:
     """The guest's serial console, a shell: commands and their output."""
 
     def __init__(self, path, log_path, timeout=30):
-        self.sock = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
-        deadline = time.time() + timeout
-        while True:
-            try:
-                self.sock.connect(path)
-                break
-            except OSError:
-                if time.time() > deadline:
-                    raise board_error('no serial socket at ' + path)
-                time.sleep(0.05)
+        self.sock = connect_unix(path, 'serial', timeout)
         self.log = open(log_path, 'ab')
         self.text = b''
         self.count = 0
