@@ -80,7 +80,7 @@ def main(argv):
     p.add_argument('--system', action='store_true',
                    help='a Debian 12 system with the vesk package and its boot service instead '
                         '(scripts/system-image, scripts/system-test)')
-    p.add_argument('backends', nargs='*', help='drm, fbdev, sdl-kmsdrm (default: all three on amd64, drm and fbdev on arm64)')
+    p.add_argument('backends', nargs='*', help='drm, fbdev, sdl-kmsdrm (default: all three on amd64 and arm64, drm and fbdev on armhf)')
     a = p.parse_intermixed_args(argv)
     if a.system:
         return system(a.arch, a.test)
