@@ -43,15 +43,16 @@ def prepare(arch, backend_names, work):
     menu_dir = menu.make(os.path.join(work, 'menu'))
     helper = helpers.build_mtouch(arch, work)
     extra = [('/usr/bin/mtouch', helper), ('/usr/bin/kdmode', helpers.build(arch, work, 'kdmode'))]
-    elves, files = [], []
+    elves, files, roots = [], [], []
     for name in backend_names:
-        e, f = checks.image_extras(arch, name)
+        e, f, r = checks.image_extras(arch, name)
         elves += e
         files += f
+        roots += [d for d in r if d not in roots]
     initrd = os.path.join(work, 'initrd.cpio')
     t0 = time.time()
     kernel, libs = image.make(arch, program, initrd, menu_dir, extra_elves=elves, helpers=extra,
-                              extra_files=files)
+                              extra_files=files, lib_roots=roots)
     info = {'program': program, 'menu': menu_dir, 'initrd_bytes': os.path.getsize(initrd),
             'kernel_bytes': os.path.getsize(kernel), 'libs': libs, 'image_seconds': time.time() - t0}
     return kernel, initrd, info
@@ -79,7 +80,7 @@ def main(argv):
     p.add_argument('--system', action='store_true',
                    help='a Debian 12 system with the vesk package and its boot service instead '
                         '(scripts/system-image, scripts/system-test)')
-    p.add_argument('backends', nargs='*', help='drm, fbdev, sdl-kmsdrm (default: all three on amd64, drm and fbdev on arm64)')
+    p.add_argument('backends', nargs='*', help='drm, fbdev, sdl-kmsdrm (default: all three on amd64 and arm64, drm and fbdev on armhf)')
     a = p.parse_intermixed_args(argv)
     if a.system:
         return system(a.arch, a.test)

@@ -8,7 +8,7 @@ import os
 import subprocess
 import time
 
-from . import arches, backends, pictures, vm
+from . import arches, backends, pictures, target_root, vm
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 
@@ -18,10 +18,12 @@ def log(text):
 
 
 # What SDL's KMSDRM driver loads at run time (dlopen), beyond the libraries
-# the program is linked with: EGL (through glvnd, with Mesa's vendor), GLES 2
-# for its renderer, GBM, and Mesa's DRI drivers (kms_swrast for a display
-# without a GPU driver of its own).
-KMSDRM_PACKAGES = ['libegl1', 'libegl-mesa0', 'libgles2', 'libgl1', 'libgbm1', 'libgl1-mesa-dri']
+# the program is linked with: SDL itself (in case the program loads it only
+# when asked for), EGL (through glvnd, with Mesa's vendor), GLES 2 for its
+# renderer, GBM, and Mesa's DRI drivers (kms_swrast for a display without a GPU
+# driver of its own).
+KMSDRM_PACKAGES = ['libsdl2-2.0-0', 'libegl1', 'libegl-mesa0', 'libgles2', 'libgl1', 'libgbm1',
+                   'libgl1-mesa-dri']
 
 
 def package_relations():
@@ -36,6 +38,17 @@ def package_relations():
     return names
 
 
+def kmsdrm_packages():
+    """The packages an image for SDL's KMSDRM display takes files of. The fonts
+    come with the image anyway; adb is for Android devices, not the board."""
+    skip = ('fonts-', 'fontconfig', 'adb')
+    out = []
+    for pkg in package_relations() + KMSDRM_PACKAGES:
+        if not pkg.startswith(skip) and pkg not in out:
+            out.append(pkg)
+    return out
+
+
 def package_files(package):
     r = subprocess.run(['dpkg-query', '-L', package], capture_output=True, text=True)
     return [f for f in r.stdout.splitlines() if os.path.isfile(f) and '/share/doc/' not in f and
@@ -43,20 +56,28 @@ def package_files(package):
 
 
 def image_extras(arch, backend):
-    """(libraries, data files) a backend adds to the image beyond the
-    program's own library closure, as (image path, host path)."""
+    """What a backend adds to the image beyond the program's own library
+    closure: (libraries, data files) as (image path, host path), and the roots
+    whose libraries come before the sysroot's.
+
+    On the build machine's architecture the packages' files are the installed
+    ones; on another, those of a root of the same packages of that architecture
+    with their dependencies (target_root), which also gives the libraries they
+    need."""
     if backend != 'sdl-kmsdrm':
-        return [], []
-    if not arches.ARCHES[arch].native:
-        raise vm.board_error('sdl-kmsdrm is made only for the build machine\'s architecture so far')
-    elves, files = [], []
-    skip = ('fonts-', 'fontconfig', 'adb')
-    for pkg in package_relations() + KMSDRM_PACKAGES:
-        if pkg.startswith(skip):
-            continue
-        for f in package_files(pkg):
-            (elves if '.so' in os.path.basename(f) else files).append((f, f))
-    return elves, files
+        return [], [], []
+    elves, files, roots = [], [], []
+    packages = kmsdrm_packages()
+    if arches.ARCHES[arch].native:
+        listed = [(f, f) for pkg in packages for f in package_files(pkg)]
+    else:
+        root = target_root.ensure(arch, 'kmsdrm-root', packages)
+        roots.append(root)
+        listed = [(f, os.path.join(root, f.lstrip('/'))) for pkg in packages
+                  for f in target_root.package_files(root, arch, pkg)]
+    for dst, src in listed:
+        (elves if '.so' in os.path.basename(dst) else files).append((dst, src))
+    return elves, files, roots
 
 
 class context_t:
@@ -404,13 +425,14 @@ def uptime(ctx):
     return float(ctx.board.sh('cut -d" " -f1 /proc/uptime')[1].split()[-1])
 
 
-def timed_run(ctx, name, lines, repeat):
+def timed_run(ctx, name, lines, repeat, first=()):
     """Seconds a run of vesk in the foreground takes with the automation
-    `lines` `repeat` times over (then quit)."""
+    `lines` `repeat` times over, after the lines `first` (then quit)."""
     path = '/tmp/%s.ozs' % name
     # Written by a loop in the guest: the serial line takes a few KiB at most.
-    ctx.board.sh("i=0; while [ $i -lt %d ]; do printf '%%s\\n' %s; i=$((i+1)); done > %s; echo quit >> %s" % (
-        repeat, ' '.join("'%s'" % l for l in lines), path, path))
+    ctx.board.sh("printf '%%s\\n' %s > %s; i=0; while [ $i -lt %d ]; do printf '%%s\\n' %s; i=$((i+1)); "
+                 "done >> %s; echo quit >> %s" % (' '.join("'%s'" % l for l in first) or "''", path, repeat,
+                                                   ' '.join("'%s'" % l for l in lines), path, path))
     b = backends.BACKENDS[ctx.backend]
     cmd = ' '.join(([b.env] if b.env else []) + ['/usr/bin/vesk', '--dir=/menu', backends.FONT_OPTION] +
                    b.options + ['--ozgi-script=' + path, '</dev/null', '>/tmp/vesk.log', '2>&1'])
@@ -419,18 +441,31 @@ def timed_run(ctx, name, lines, repeat):
     return uptime(ctx) - t0
 
 
+# A drag over the long menu, one frame after each move: up by 450 pixels in
+# ten steps and down again, so that every round starts where the one before did.
+DRAG_ROUND = (['press 320 700', 'wait 1'] +
+              [line for y in [700 - 45 * i for i in range(1, 11)] + [250 + 45 * i for i in range(1, 11)]
+               for line in ('move 320 %d' % y, 'wait 1')] +
+              ['release 320 700', 'wait 1'])
+DRAG_ROUND_FRAMES = 20
+
+
 def check_figures(ctx):
     """Figures, not checks: the idle CPU of a running vesk, and the time a focus
-    move and a full repaint (a page opened or closed) take: the difference
-    between a long and a short run of each, so that starting and ending cancel."""
+    move, a full repaint (a page opened or closed) and a frame of a drag take:
+    the difference between a long and a short run of each, so that starting and
+    ending cancel."""
     if ctx.backend == 'sdl-kmsdrm' and os.environ.get('VESK_BOARD_FIGURES') != '1':
         # Mesa's software GL under emulation makes these runs take ~9 minutes.
         return 'VESK_BOARD_FIGURES=1 measures sdl-kmsdrm too'
     if not ctx.vesk_alive():
-        # Started for the figures alone: what it shows is other checks' business.
+        # Started for the figures alone: the idle time counts from its first frame.
         ctx.history = []
+        t0 = time.time()
         ctx.start_vesk()
-        time.sleep(5)
+        ctx.expect('figures_first_frame', timeout=120)
+        ctx.figures['start_to_first_frame_s'] = time.time() - t0
+        time.sleep(1)
     pid = ctx.board.sh('cat /tmp/vesk.pid')[1].split()[-1]
     ticks = "awk '{print $14+$15}' /proc/%s/stat" % pid
     a = int(ctx.board.sh(ticks)[1].split()[-1])
@@ -446,6 +481,11 @@ def check_figures(ctx):
     ctx.figures['focus_move_ms'] = (long_ - short) * 1000.0 / 400
     short, long_ = timed_run(ctx, 'pages50', pages, 50), timed_run(ctx, 'pages150', pages, 150)
     ctx.figures['full_repaint_ms'] = (long_ - short) * 1000.0 / 200
+    # The press and the release of each round are in both runs' differences
+    # too: a frame of a drag is counted with a twentieth of them.
+    into = ['tap %d %d' % LONG_MENU, 'wait 1']
+    short, long_ = (timed_run(ctx, 'drag10', DRAG_ROUND, 10, into), timed_run(ctx, 'drag40', DRAG_ROUND, 40, into))
+    ctx.figures['drag_frame_ms'] = (long_ - short) * 1000.0 / (30 * DRAG_ROUND_FRAMES)
 
 
 def check_kmsdrm_names_a_missing_library(ctx):

@@ -88,9 +88,10 @@ def interpreter(path):
     return m.group(1) if m else None
 
 
-def library_closure(elf_files, sysroot, lib_dirs):
-    """Every library the ELF files need, as paths under `sysroot`, following
-    symbolic links (the image keeps the names the loader looks for)."""
+def library_closure(elf_files, sysroots, lib_dirs):
+    """Every library the ELF files need, as (image path, host path) with the
+    host path under the first of `sysroots` that has it, following symbolic
+    links (the image keeps the names the loader looks for)."""
     found = {}
     todo = list(elf_files)
     seen = set()
@@ -103,14 +104,18 @@ def library_closure(elf_files, sysroot, lib_dirs):
         for name in names:
             if name in found:
                 continue
-            for d in runpath + list(lib_dirs):
-                p = os.path.join(sysroot, d.lstrip('/'), name)
-                if os.path.exists(p):
-                    found[name] = os.path.join(d, name)
-                    todo.append(os.path.realpath(p))
+            for sysroot in sysroots:
+                for d in runpath + list(lib_dirs):
+                    p = os.path.join(sysroot, d.lstrip('/'), name)
+                    if os.path.exists(p):
+                        found[name] = (os.path.join(d, name), os.path.realpath(p))
+                        todo.append(os.path.realpath(p))
+                        break
+                if name in found:
                     break
             else:
-                raise FileNotFoundError('library %s (needed by %s) not found under %s' % (name, f, sysroot))
+                raise FileNotFoundError('library %s (needed by %s) not found under %s' % (
+                    name, f, ', '.join(sysroots)))
     return sorted(found.values())
 
 
@@ -197,7 +202,8 @@ while true; do sh; done
 '''
 
 
-def make(arch, program, out_path, menu_dir, extra_elves=(), extra_trees=(), helpers=(), extra_files=()):
+def make(arch, program, out_path, menu_dir, extra_elves=(), extra_trees=(), helpers=(), extra_files=(),
+         lib_roots=()):
     """Writes the initramfs to `out_path` and returns the kernel image path.
 
     `program`: the built vesk; `menu_dir`: a menu directory put at /menu;
@@ -234,9 +240,8 @@ def make(arch, program, out_path, menu_dir, extra_elves=(), extra_trees=(), help
     for dst, src in extra_files:
         w.copy(dst, src)
     dynamic = [src for _, src in elves]
-    libs = library_closure(dynamic, a.sysroot, a.lib_dirs)
-    for lib in libs:
-        src = os.path.realpath(os.path.join(a.sysroot, lib.lstrip('/')))
+    libs = library_closure(dynamic, list(lib_roots) + [a.sysroot], a.lib_dirs)
+    for lib, src in libs:
         if lib.lstrip('/') not in w.names:
             w.copy(lib, src, 0o755)
     interp = interpreter(program)
@@ -250,4 +255,4 @@ def make(arch, program, out_path, menu_dir, extra_elves=(), extra_trees=(), help
     for dst, src in helpers:
         w.copy(dst, src, 0o755)
     w.close()
-    return os.path.join(tree, 'boot', 'vmlinuz-' + release), libs
+    return os.path.join(tree, 'boot', 'vmlinuz-' + release), [lib for lib, _ in libs]
