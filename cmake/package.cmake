@@ -40,11 +40,15 @@ if(CMAKE_CROSSCOMPILING AND CMAKE_SYSROOT AND CPACK_DEBIAN_PACKAGE_ARCHITECTURE 
   file(WRITE ${PROJECT_BINARY_DIR}/packaging/cpack_cross.cmake "set(ENV{PATH} \"${shlibdeps_dir}:\$ENV{PATH}\")\n")
   set(CPACK_PROJECT_CONFIG_FILE ${PROJECT_BINARY_DIR}/packaging/cpack_cross.cmake)
 endif()
-# The default displays (drm, then fbdev) need nothing but the kernel. A build with SDL
-# depends on libsdl2 (and through it on libgbm1); SDL's KMSDRM driver also
-# needs Mesa's EGL and DRI drivers (kms_swrast on boards without a GPU driver).
+# The default displays (drm, then fbdev) need nothing but the kernel. libSDL2 is
+# loaded only when an SDL display is opened (see sdl_library.h), so dpkg-shlibdeps
+# does not see it. The service tries sdl last, after drm and fbdev, and a missing
+# SDL there only moves on (or names the package to install): it is recommended,
+# as the Mesa EGL and DRI drivers (kms_swrast on boards without a GPU driver)
+# that its KMSDRM driver needs, and a board installed without recommends is
+# spared the sixty libraries behind it. 2.0.12 has every function vesk calls.
 if(OZGI_WITH_SDL)
-  set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "libegl-mesa0, libgl1-mesa-dri, adb")
+  set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "libsdl2-2.0-0 (>= 2.0.12), libegl-mesa0, libgl1-mesa-dri, adb")
 else()
   set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "adb")
 endif()

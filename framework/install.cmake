@@ -13,10 +13,8 @@ option(OZGI_INSTALL_FRAMEWORK "Install the ozgi framework (library, headers, ozg
 # links, but its targets carry only what an installed copy can offer (headers
 # under include/, dependencies found again by the consumer).
 set(OZGI_PC_REQUIRES freetype2 fontconfig libpng pugixml)
-if(NOT DEFINED OZGI_WITH_SDL OR OZGI_WITH_SDL)
-  list(APPEND OZGI_PC_REQUIRES sdl2)
-endif()
-# libvncserver is not among them: the VNC server loads it at run time (dlopen).
+# Neither libvncserver nor libSDL2 is among them: the VNC server and the SDL
+# display load them at run time (dlopen).
 list(JOIN OZGI_PC_REQUIRES " " OZGI_PC_REQUIRES_TEXT)
 
 if(OZGI_INSTALL_FRAMEWORK)

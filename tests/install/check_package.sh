@@ -24,9 +24,16 @@ field() { dpkg-deb -f "$deb" "$1"; }
 [ "$(field Package)" = vesk ] || fail "Package is $(field Package)"
 [ "$(field Architecture)" = "$arch" ] || fail "Architecture is $(field Architecture)"
 depends=$(field Depends)
-for dep in fonts-dejavu-core fonts-wqy-microhei libc6 libsdl2-2.0-0 libfreetype6 libpng16-16 libpugixml1v5; do
+for dep in fonts-dejavu-core fonts-wqy-microhei libc6 libfreetype6 libpng16-16 libpugixml1v5; do
   echo "$depends" | grep -q "$dep" || fail "Depends lacks $dep: $depends"
 done
+
+# libSDL2 is loaded only when an SDL display is opened, which the service tries
+# last: recommended in a build with SDL, never a dependency.
+case "$depends" in *libsdl2*) fail "Depends has libsdl2: $depends" ;; esac
+if grep -q '^OZGI_WITH_SDL:BOOL=ON$' "$build/CMakeCache.txt"; then
+  field Recommends | grep -q 'libsdl2-2.0-0 (>= 2.0.12)' || fail "Recommends lacks libsdl2-2.0-0: $(field Recommends)"
+fi
 
 # libvncserver is loaded only for --ozgi-vnc: recommended, never a dependency.
 case "$depends" in *libvncserver*) fail "Depends has libvncserver: $depends" ;; esac

@@ -68,49 +68,57 @@ cls_sdl_backend::cls_sdl_backend(const display_options_t& options, int scale, bo
 cls_sdl_backend::~cls_sdl_backend() {
     m_console.give_back();
     m_evdev.close_all();
-    if (m_texture) SDL_DestroyTexture(m_texture);
-    if (m_renderer) SDL_DestroyRenderer(m_renderer);
-    if (m_window) SDL_DestroyWindow(m_window);
-    if (m_video_started) SDL_QuitSubSystem(SDL_INIT_VIDEO);
+    if (m_texture) m_sdl->destroy_texture(m_texture);
+    if (m_renderer) m_sdl->destroy_renderer(m_renderer);
+    if (m_window) m_sdl->destroy_window(m_window);
+    if (m_video_started) m_sdl->quit_sub_system(SDL_INIT_VIDEO);
     // With nothing else of SDL in use, SDL_Quit also lets go of what SDL keeps
     // beyond its subsystems (its D-Bus connection among them).
-    if (m_video_started && SDL_WasInit(0) == 0) SDL_Quit();
+    if (m_video_started && m_sdl->was_init(0) == 0) m_sdl->quit();
 }
 
 bool cls_sdl_backend::open(int width, int height, const cls_string& title, cls_string* error) {
+    cls_string reason;
+    // The library is loaded only now that SDL is what draws (see sdl_library.h);
+    // without it, as with no display, the next display of a list is tried.
+    std::string missing_library;
+    m_sdl = shared_sdl_library(&missing_library);
+    if (!m_sdl) {
+        if (error) *error = missing_library.c_str();
+        return false;
+    }
     // Touch is handled as touch; SDL's own translations between touch and mouse
     // would deliver every tap twice.
-    SDL_SetHint(SDL_HINT_TOUCH_MOUSE_EVENTS, "0");
-    SDL_SetHint(SDL_HINT_MOUSE_TOUCH_EVENTS, "0");
-    SDL_SetHint(SDL_HINT_RENDER_SCALE_QUALITY, "nearest");
+    m_sdl->set_hint(SDL_HINT_TOUCH_MOUSE_EVENTS, "0");
+    m_sdl->set_hint(SDL_HINT_MOUSE_TOUCH_EVENTS, "0");
+    m_sdl->set_hint(SDL_HINT_RENDER_SCALE_QUALITY, "nearest");
     // SIGINT and SIGTERM are the framework's (cls_stop_signal), not a quit event.
-    SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");
-    cls_string reason;
-    if (SDL_InitSubSystem(SDL_INIT_VIDEO) != 0) {
+    m_sdl->set_hint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");
+    if (m_sdl->init_sub_system(SDL_INIT_VIDEO) != 0) {
         if (error)
             *error = reason.print("Can't open a display (SDL: %s). Use --ozgi-video=headless to run without a screen, "
                                   "or run under xvfb-run.",
-                                  SDL_GetError());
+                                  m_sdl->get_error());
         return false;
     }
     // With no display at all SDL falls back to drivers that show nothing; unless
     // they were asked for, that is no display, not an invisible program.
-    const char* fallback = SDL_GetCurrentVideoDriver();
+    const char* fallback = m_sdl->get_current_video_driver();
     if (fallback && (strcasecmp(fallback, "offscreen") == 0 || strcasecmp(fallback, "dummy") == 0) &&
         !driver_asked_for(fallback)) {
         if (error)
             *error = reason.print("Can't open a display (SDL: no display found, only its %s driver). Use "
                                   "--ozgi-video=headless to run without a screen, or run under xvfb-run.",
                                   fallback);
-        SDL_QuitSubSystem(SDL_INIT_VIDEO);
-        if (SDL_WasInit(0) == 0) SDL_Quit();
+        m_sdl->quit_sub_system(SDL_INIT_VIDEO);
+        if (m_sdl->was_init(0) == 0) m_sdl->quit();
         return false;
     }
     m_video_started = true;
     setup_screen(width, height);
     int pw = screen().physical_width();
     int ph = screen().physical_height();
-    const char* driver = SDL_GetCurrentVideoDriver();
+    const char* driver = m_sdl->get_current_video_driver();
     // Without a desktop (KMSDRM on the device) the panel is the whole display.
     bool on_device = driver && (std::strcmp(driver, "KMSDRM") == 0 || std::strcmp(driver, "kmsdrm") == 0);
     cls_string missing;
@@ -123,20 +131,20 @@ bool cls_sdl_backend::open(int width, int height, const cls_string& title, cls_s
     }
     Uint32 flags = SDL_WINDOW_SHOWN;
     if (m_fullscreen || on_device) flags |= SDL_WINDOW_FULLSCREEN_DESKTOP;
-    m_window = SDL_CreateWindow(title.c_str(), SDL_WINDOWPOS_UNDEFINED, SDL_WINDOWPOS_UNDEFINED, pw * m_scale,
+    m_window = m_sdl->create_window(title.c_str(), SDL_WINDOWPOS_UNDEFINED, SDL_WINDOWPOS_UNDEFINED, pw * m_scale,
                                 ph * m_scale, flags);
-    if (m_window) m_renderer = SDL_CreateRenderer(m_window, -1, 0);
-    if (m_window && !m_renderer) m_renderer = SDL_CreateRenderer(m_window, -1, SDL_RENDERER_SOFTWARE);
+    if (m_window) m_renderer = m_sdl->create_renderer(m_window, -1, 0);
+    if (m_window && !m_renderer) m_renderer = m_sdl->create_renderer(m_window, -1, SDL_RENDERER_SOFTWARE);
     if (m_renderer) {
         // Events then arrive in panel pixels whatever the window's real size.
-        SDL_RenderSetLogicalSize(m_renderer, pw, ph);
-        m_texture = SDL_CreateTexture(m_renderer, SDL_PIXELFORMAT_ARGB8888, SDL_TEXTUREACCESS_STREAMING, pw, ph);
+        m_sdl->render_set_logical_size(m_renderer, pw, ph);
+        m_texture = m_sdl->create_texture(m_renderer, SDL_PIXELFORMAT_ARGB8888, SDL_TEXTUREACCESS_STREAMING, pw, ph);
     }
     if (!m_texture) {
         if (error)
             *error = reason.print("Can't open a %d x %d window (SDL %s: %s). Use --ozgi-video=headless to run without "
                                   "a screen, or run under xvfb-run.",
-                                  pw * m_scale, ph * m_scale, driver ? driver : "no video driver", SDL_GetError());
+                                  pw * m_scale, ph * m_scale, driver ? driver : "no video driver", m_sdl->get_error());
         return false;
     }
     // SDL leaves the terminal's keyboard on: Ctrl+Alt+Del and Alt+Fn would
@@ -144,7 +152,7 @@ bool cls_sdl_backend::open(int width, int height, const cls_string& title, cls_s
     // put back on every exit path) as with the framebuffer backend.
     if (on_device) {
         m_console.take();
-        SDL_GetWindowSize(m_window, &m_display_w, &m_display_h);
+        m_sdl->get_window_size(m_window, &m_display_w, &m_display_h);
         cls_string input_error;
         m_own_input = m_evdev.open("", true, cls_evdev_input::range_t(), m_display_w, m_display_h, &input_error);
     }
@@ -154,10 +162,10 @@ bool cls_sdl_backend::open(int width, int height, const cls_string& title, cls_s
 
 void cls_sdl_backend::redraw() {
     if (!m_texture) return;
-    SDL_SetRenderDrawColor(m_renderer, 0, 0, 0, 255);
-    SDL_RenderClear(m_renderer);
-    SDL_RenderCopy(m_renderer, m_texture, nullptr, nullptr);
-    SDL_RenderPresent(m_renderer);
+    m_sdl->set_render_draw_color(m_renderer, 0, 0, 0, 255);
+    m_sdl->render_clear(m_renderer);
+    m_sdl->render_copy(m_renderer, m_texture, nullptr, nullptr);
+    m_sdl->render_present(m_renderer);
 }
 
 void cls_sdl_backend::present(const uint32_t* argb, int stride, const cls_rect& dirty) {
@@ -167,7 +175,7 @@ void cls_sdl_backend::present(const uint32_t* argb, int stride, const cls_rect& 
     // Only the changed rectangle travels to the texture.
     int pw = screen().physical_width();
     SDL_Rect rect{r.x, r.y, r.w, r.h};
-    SDL_UpdateTexture(m_texture, &rect, screen().physical() + static_cast<long>(r.y) * pw + r.x,
+    m_sdl->update_texture(m_texture, &rect, screen().physical() + static_cast<long>(r.y) * pw + r.x,
                       pw * static_cast<int>(sizeof(uint32_t)));
     redraw();
 }
@@ -195,7 +203,7 @@ bool cls_sdl_backend::translate(const SDL_Event& e, input_t* out) {
     case SDL_KEYDOWN:
     case SDL_KEYUP:
         out->type = e.type == SDL_KEYDOWN ? input_t::KEY_PRESS : input_t::KEY_RELEASE;
-        out->key_name = SDL_GetKeyName(e.key.keysym.sym);
+        out->key_name = m_sdl->get_key_name(e.key.keysym.sym);
         out->repeat = e.key.repeat != 0;
         return out->key_name.is_not_empty();
     case SDL_MOUSEBUTTONDOWN:
@@ -250,7 +258,7 @@ bool cls_sdl_backend::read_device_input(input_t* out) {
             if (from_display(in, out)) return true;
     }
     SDL_Event e;
-    while (SDL_PollEvent(&e))
+    while (m_sdl->poll_event(&e))
         if (translate(e, out)) return true;
     return false;
 }
@@ -286,8 +294,8 @@ void cls_sdl_backend::wait(int timeout_ms, const int* fds, int nfds) {
         return;
     }
     if (nfds <= 0) {
-        if (timeout_ms < 0) SDL_WaitEvent(nullptr);
-        else SDL_WaitEventTimeout(nullptr, timeout_ms);
+        if (timeout_ms < 0) m_sdl->wait_event(nullptr);
+        else m_sdl->wait_event_timeout(nullptr, timeout_ms);
         return;
     }
     if (nfds == 1 && fds[0] == cls_stop_signal::wake_fd()) {
@@ -295,15 +303,15 @@ void cls_sdl_backend::wait(int timeout_ms, const int* fds, int nfds) {
         // blocks (on a desktop it sleeps on the display connection), and a
         // signal is noticed within one slice, far below the second a service
         // manager allows, while an idle window wakes only a few times a second.
-        Uint32 start = SDL_GetTicks();
+        Uint32 start = m_sdl->get_ticks();
         for (;;) {
             int slice = SIGNAL_SLICE_MS;
             if (timeout_ms >= 0) {
-                int left = timeout_ms - static_cast<int>(SDL_GetTicks() - start);
+                int left = timeout_ms - static_cast<int>(m_sdl->get_ticks() - start);
                 if (left <= 0) return;
                 if (left < slice) slice = left;
             }
-            if (SDL_WaitEventTimeout(nullptr, slice)) return;
+            if (m_sdl->wait_event_timeout(nullptr, slice)) return;
             pollfd stop{fds[0], POLLIN, 0};
             if (::poll(&stop, 1, 0) != 0) return;
         }
@@ -313,13 +321,13 @@ void cls_sdl_backend::wait(int timeout_ms, const int* fds, int nfds) {
     pollfd polled[MAX_WAIT_FDS];
     if (nfds > MAX_WAIT_FDS) nfds = MAX_WAIT_FDS;
     for (int i = 0; i < nfds; ++i) polled[i] = pollfd{fds[i], POLLIN, 0};
-    Uint32 start = SDL_GetTicks();
+    Uint32 start = m_sdl->get_ticks();
     for (;;) {
-        SDL_PumpEvents();
-        if (SDL_PeepEvents(nullptr, 0, SDL_PEEKEVENT, SDL_FIRSTEVENT, SDL_LASTEVENT) > 0) return;
+        m_sdl->pump_events();
+        if (m_sdl->peep_events(nullptr, 0, SDL_PEEKEVENT, SDL_FIRSTEVENT, SDL_LASTEVENT) > 0) return;
         int slice = WAIT_SLICE_MS;
         if (timeout_ms >= 0) {
-            int left = timeout_ms - static_cast<int>(SDL_GetTicks() - start);
+            int left = timeout_ms - static_cast<int>(m_sdl->get_ticks() - start);
             if (left <= 0) return;
             if (left < slice) slice = left;
         }

@@ -1,10 +1,10 @@
 #pragma once
 // The screen through SDL2: a window on an X11 or Wayland desktop, or the whole
 // display through KMSDRM on a device. Mouse, touch and keyboard become input_t.
-#include <SDL.h>
 #include "backend/cls_console_mode.h"
 #include "backend/cls_display_backend.h"
 #include "backend/cls_evdev_input.h"
+#include "backend/sdl_library.h"
 
 namespace ozgi {
 
@@ -12,7 +12,7 @@ class cls_sdl_backend : public cls_display_backend {
 public:
     /// Makes the backend for `options`: --ozgi-scale=N enlarges a desktop window
     /// (1 or more), --ozgi-fullscreen covers the whole display. Null, with the
-    /// reason, for a bad scale.
+    /// reason, for a bad scale. libSDL2 is not loaded before open().
     static cls_sp<if_display_backend> create(const display_options_t& options, cls_string* error);
     /// A backend whose desktop window is enlarged `scale` times and covers the
     /// display when `fullscreen`.
@@ -33,6 +33,8 @@ private:
     /// Shows the whole texture again (after the window was uncovered).
     void redraw();
 
+    /// SDL's functions, loaded by open(); null until then (nothing of SDL in use).
+    const sdl_library_t* m_sdl = nullptr;
     int m_scale;
     bool m_fullscreen;
     bool m_video_started;
