@@ -489,9 +489,12 @@ TEST_F(adb_device, a_run_without_a_status_is_no_pass_when_endable) {
 }
 
 // A test on the stand-in's target that records its pid and its child's, and hangs.
+// It writes all it ever writes before it names its processes: a test that kills
+// the local client once the names are there must not leave it a write to a pipe
+// without a reader, which would end it with SIGPIPE.
 void write_hanging_test(const device_temp_dir& dir, const std::string& pids) {
-    dir.write_script("hang", "sleep 100 &\necho \"$$ $!\" > '" + pids + ".tmp'\nmv '" + pids + ".tmp' '" + pids +
-                                 "'\necho started\nwait\n");
+    dir.write_script("hang", "sleep 100 &\necho started\necho \"$$ $!\" > '" + pids + ".tmp'\nmv '" + pids + ".tmp' '" +
+                                 pids + "'\nwait\n");
 }
 
 TEST_F(adb_device, killing_the_client_leaves_the_test_running_on_the_target) {

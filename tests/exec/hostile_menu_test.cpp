@@ -153,6 +153,12 @@ TEST_F(HostileMenu, EverythingIsScannedWalkedAndDumpedAndNothingIsLeftBehind) {
     for (const std::string end : {"head", "tail"})
         test_script("ends/" + end, "[ \"$1\" = \"--help\" ] && { cat '" + m.work(end + "_help.txt") + "'; exit 0; }\nexit 0\n");
 
+#ifdef VESK_EMULATOR
+    // The program is the emulator's wrapper script, which can't be copied out of
+    // the tree as the program itself can.
+    if (::getuid() == 0 && !nobody_can_reach(VESK_PROGRAM))
+        GTEST_SKIP() << "user 65534 can't reach the build tree, and the emulator's wrapper runs the program there";
+#endif
     live_vesk vesk({"--dir=" + m.root(), "--serial-id=LOCAL_DEVICE"}, true);
     json_t root = checked_dump(&vesk);
     ASSERT_EQ(top_page(root).cls(), "cls_vesk_page");
