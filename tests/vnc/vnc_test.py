@@ -162,6 +162,18 @@ def closed_by_server(sock):
         return False
 
 
+def viewer_let_in(port, within_s, pause_s, failure):
+    """A viewer connected once the server lets one in again, tried every
+    `pause_s` seconds for up to `within_s` (then the test fails with `failure`)."""
+    end = time.monotonic() + within_s
+    while True:
+        try:
+            return RfbClient(port)
+        except (EOFError, ConnectionResetError, BrokenPipeError):
+            assert time.monotonic() < end, failure
+            time.sleep(pause_s)
+
+
 def case_hostile():
     main, sub = reference_pictures()
     vesk = Vesk()
@@ -237,14 +249,7 @@ def case_hostile():
         for c in clients:
             c.close()
         # Once they have gone, a viewer gets in again.
-        end = time.monotonic() + DEADLINE_S
-        while True:
-            try:
-                good = RfbClient(vesk.port)
-                break
-            except (EOFError, ConnectionResetError, BrokenPipeError):
-                assert time.monotonic() < end, 'no viewer let in after the others left'
-                time.sleep(0.2)
+        good = viewer_let_in(vesk.port, DEADLINE_S, 0.2, 'no viewer let in after the others left')
         wait_for_picture(good, main, 'the first page')
         good.close()
 
@@ -259,14 +264,7 @@ def case_hostile():
             raise AssertionError('a viewer got in while silent connections held every place')
         except (EOFError, ConnectionResetError, BrokenPipeError):
             pass
-        end = time.monotonic() + 90
-        while True:
-            try:
-                good = RfbClient(vesk.port)
-                break
-            except (EOFError, ConnectionResetError, BrokenPipeError):
-                assert time.monotonic() < end, 'silent connections kept viewers out for good'
-                time.sleep(0.5)
+        good = viewer_let_in(vesk.port, 90, 0.5, 'silent connections kept viewers out for good')
         wait_for_picture(good, main, 'the first page after the silent connections')
         for s in silent:
             assert closed_by_server(s), 'a silent connection was left open'

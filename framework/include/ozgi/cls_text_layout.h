@@ -109,6 +109,9 @@ private:
     int block_count() const { return m_blocks.count() / B_FIELDS; }
     int& block(int b, block_field_t field) { return m_blocks[b * B_FIELDS + field]; }
     int block(int b, block_field_t field) const { return m_blocks[b * B_FIELDS + field]; }
+    /// The last block whose `field` is at most `value` (the first block when none
+    /// is): both fields it is used with grow from block to block.
+    int last_block_from(block_field_t field, int value) const;
     /// The block holding line `line`.
     int block_of_line(int line) const;
     /// Puts in `starts` where lines first..first+count start (the text's length for

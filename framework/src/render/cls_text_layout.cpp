@@ -260,15 +260,17 @@ int cls_text_layout::line_start(int index) const {
     return starts[0];
 }
 
-int cls_text_layout::block_of_line(int line) const {
+int cls_text_layout::last_block_from(block_field_t field, int value) const {
     int lo = 0, hi = block_count() - 1;
     while (lo < hi) {
         int mid = lo + (hi - lo + 1) / 2;
-        if (block(mid, B_FIRST_LINE) <= line) lo = mid;
+        if (block(mid, field) <= value) lo = mid;
         else hi = mid - 1;
     }
     return lo;
 }
+
+int cls_text_layout::block_of_line(int line) const { return last_block_from(B_FIRST_LINE, line); }
 
 void cls_text_layout::lines_at(int first, int count, cls_array<int>* starts, cls_array<int>* widths) const {
     int stop = first + count;
@@ -303,13 +305,7 @@ void cls_text_layout::lines_at(int first, int count, cls_array<int>* starts, cls
 }
 
 int cls_text_layout::line_starting_at(int byte) const {
-    int lo = 0, hi = block_count() - 1;
-    while (lo < hi) {
-        int mid = lo + (hi - lo + 1) / 2;
-        if (block(mid, B_START) <= byte) lo = mid;
-        else hi = mid - 1;
-    }
-    int b = lo;
+    int b = last_block_from(B_START, byte);
     if (block(b, B_START) == byte) return block(b, B_FIRST_LINE);
     int next_first = b + 1 == block_count() ? m_line_count : block(b + 1, B_FIRST_LINE);
     int cur = block(b, B_FIRST_LINE);
